@@ -1,0 +1,58 @@
+// Bounded copies and fills through the platform's checked family. The clears and block copies warn when they fail, with
+// the caller's function and line, and go on; the formatters are silent and leave what does not fit empty.
+#pragma once
+
+#include <type_traits>
+
+#include <tarn_basic/bounded.h>
+
+#include "common/log.h"
+
+namespace tarn {
+
+inline bool isNullOrEmpty(const char *text)
+{
+    return text == nullptr || *text == '\0';
+}
+
+// True when a formatter filled the buffer; else the buffer is made empty.
+inline bool keepIfFormatted(int result, char *out, size_t outSize)
+{
+    if (result >= 0) {
+        return true;
+    }
+    if (outSize > 0) {
+        *out = '\0';
+    }
+    return false;
+}
+
+inline bool formatText(char *out, size_t outSize, const char *text)
+{
+    return keepIfFormatted(sprintf_s(out, outSize, "%s", text), out, outSize);
+}
+
+// "<dir>/<name>"
+inline bool formatPath(char *out, size_t outSize, const char *dir, const char *name)
+{
+    return keepIfFormatted(sprintf_s(out, outSize, "%s/%s", dir, name), out, outSize);
+}
+
+inline void clearBytes(void *block, size_t size, const char *function = __builtin_FUNCTION(),
+                       int line = __builtin_LINE())
+{
+    if (memset_s(block, size, 0, size) != 0) {
+        COMMON_WARNING("memset failed: %s, line: %d", function, line);
+    }
+}
+
+template <class T> void copyBlock(T &destination, const T &source, const char *function = __builtin_FUNCTION(),
+                                  int line = __builtin_LINE())
+{
+    static_assert(std::is_trivially_copyable_v<T>);
+    if (memcpy_s(&destination, sizeof(T), &source, sizeof(T)) != 0) {
+        COMMON_WARNING("memcpy failed: %s, line: %d", function, line);
+    }
+}
+
+} // namespace tarn
