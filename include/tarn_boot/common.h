@@ -13,15 +13,15 @@
 #endif
 
 #define SWM_OK 0u
-#define SWM_FAIL 0xFFFFFFFFu              /* general failure */
-#define SWM_E_NO_MEMORY 0x10000001u       /* memory exhausted */
-#define SWM_E_PARAM 0x10000002u           /* invalid argument or unsupported type */
-#define SWM_E_FILE_MISSING 0x10000003u    /* file missing */
-#define SWM_E_FILE_COUNT 0x1000000Cu      /* file count of a signed list out of range */
-#define SWM_E_VERIFY 0x1000000Eu          /* type-specific verification failed */
-#define SWM_E_LIST_LOAD 0x1000000Fu       /* signed list not loadable */
-#define SWM_E_NO_BACKUP_DIR 0x10000017u   /* backup directory missing */
-#define SWM_E_BUFFER_SMALL 0x1000001Au    /* caller's array or value buffer too small */
+#define SWM_FAIL 0xFFFFFFFFu            /* general failure */
+#define SWM_E_NO_MEMORY 0x10000001u     /* memory exhausted */
+#define SWM_E_PARAM 0x10000002u         /* invalid argument or unsupported type */
+#define SWM_E_FILE_MISSING 0x10000003u  /* file missing */
+#define SWM_E_FILE_COUNT 0x1000000Cu    /* file count of a signed list out of range */
+#define SWM_E_VERIFY 0x1000000Eu        /* type-specific verification failed */
+#define SWM_E_LIST_LOAD 0x1000000Fu     /* signed list not loadable */
+#define SWM_E_NO_BACKUP_DIR 0x10000017u /* backup directory missing */
+#define SWM_E_BUFFER_SMALL 0x1000001Au  /* caller's array or value buffer too small */
 
 #ifdef __cplusplus
 extern "C" {

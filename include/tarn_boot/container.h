@@ -127,7 +127,8 @@ TARN_BOOT_API uint32_t SafeHeaderParseCheck(int32_t fd, uint32_t packageSize32, 
 TARN_BOOT_API uint32_t SafeGetNextFile(const PackageFileEntry *entry, uint32_t *outOffset, uint32_t *outLength,
                                        uint32_t *runningEnd) TARN_BOOT_NOEXCEPT;
 /* Read the 352 bytes at `offset`; the last byte of both names becomes NUL. */
-TARN_BOOT_API uint32_t SafeGetFileHeader(int32_t fd, uint32_t offset, MemberFileHeader *headerBuffer) TARN_BOOT_NOEXCEPT;
+TARN_BOOT_API uint32_t SafeGetFileHeader(int32_t fd, uint32_t offset,
+                                         MemberFileHeader *headerBuffer) TARN_BOOT_NOEXCEPT;
 /* Append a record made of a table slot's numbers and a member header. */
 TARN_BOOT_API uint32_t SafeCachePkgFile(uint32_t offset, uint32_t length, const MemberFileHeader *fileHeader,
                                         SwmListHead *list) TARN_BOOT_NOEXCEPT;
@@ -161,10 +162,11 @@ TARN_BOOT_API void SafeDeleteTempFile(const char *dir, const char *name) TARN_BO
  */
 TARN_BOOT_API uint32_t TARN_SafeCacheSignedFile(const char *path, SwmListHead *list) TARN_BOOT_NOEXCEPT;
 /*
- * A new record, released with free(), from a section's key chain (`keys` may be null). A missing value, or one that does
- * not fit, leaves its field empty.
+ * A new record, released with free(), from a section's key chain (`keys` may be null). A missing value, or one that
+ * does not fit, leaves its field empty.
  */
-TARN_BOOT_API uint32_t SafeParseFileSection(const struct SwmIniKey *keys, SignedFileRecord **recordOut) TARN_BOOT_NOEXCEPT;
+TARN_BOOT_API uint32_t SafeParseFileSection(const struct SwmIniKey *keys,
+                                            SignedFileRecord **recordOut) TARN_BOOT_NOEXCEPT;
 /* The value of the first item named `key` (`keys` may be null). A value that does not fit fails and leaves "". */
 TARN_BOOT_API uint32_t SafeGetKeyValue(const struct SwmIniKey *keys, const char *key, char *out,
                                        uint32_t outSize) TARN_BOOT_NOEXCEPT;
@@ -183,8 +185,8 @@ TARN_BOOT_API uint32_t TARN_ExtractFromPackage(const char *packagePath, const ch
 TARN_BOOT_API uint32_t TARN_ExtractFromPackageAndChmod(const char *packagePath, const char *target, const char *destDir,
                                                        uint32_t mode) TARN_BOOT_NOEXCEPT;
 /*
- * Finds site->name in the package open on `fd`, fills in the site and leaves `fd` at the payload. Structure and signature
- * are checked, the member's digest is not.
+ * Finds site->name in the package open on `fd`, fills in the site and leaves `fd` at the payload. Structure and
+ * signature are checked, the member's digest is not.
  */
 TARN_BOOT_API uint32_t SWM_FindFileSiteFromCc(int32_t fd, FileSite *site) TARN_BOOT_NOEXCEPT;
 /* Empties the cache under its mutex. SWM_OK or SWM_FAIL, the latter when the mutex could not be taken or given back. */

@@ -7,8 +7,8 @@
  *     before anything is touched, with one error line. Predicates answer 0 to it in silence. Pointers that may be null
  *     are marked.
  *  3. Outputs are written on success only.
- *  4. Ownership. Lists and blocks made for a caller are the caller's and come from malloc: list records go back with the
- *     list's release operation or free(). Descriptors handed in stay the caller's; their position moves.
+ *  4. Ownership. Lists and blocks made for a caller are the caller's and come from malloc: list records go back with
+ * the list's release operation or free(). Descriptors handed in stay the caller's; their position moves.
  *  5. Text is NUL-terminated; buffer sizes count the NUL. Offsets and lengths are bytes.
  *  6. Threads. Operations may run in any thread. Those that use the package cache (container.h) take its mutex for
  *     their whole length; callers serialise changes to any other shared file or list.

@@ -46,8 +46,9 @@ inline void clearBytes(void *block, size_t size, const char *function = __builti
     }
 }
 
-template <class T> void copyBlock(T &destination, const T &source, const char *function = __builtin_FUNCTION(),
-                                  int line = __builtin_LINE())
+template <class T>
+void copyBlock(T &destination, const T &source, const char *function = __builtin_FUNCTION(),
+               int line = __builtin_LINE())
 {
     static_assert(std::is_trivially_copyable_v<T>);
     if (memcpy_s(&destination, sizeof(T), &source, sizeof(T)) != 0) {

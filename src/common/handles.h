@@ -1,5 +1,5 @@
-// Owners of what an operation takes: descriptors, streams, INI profiles, heap blocks. Each releases once, on every path,
-// and keeps errno.
+// Owners of what an operation takes: descriptors, streams, INI profiles, heap blocks. Each releases once, on every
+// path, and keeps errno.
 #pragma once
 
 #include <cstdio>
@@ -60,8 +60,7 @@ template <class T> HeapBlock<T> allocate(size_t count = 1)
 }
 
 // What a failed open left in its output is not a descriptor of ours.
-template <class... Mode>
-uint32_t openFile(const char *path, int32_t flags, UniqueFd &out, Mode... mode)
+template <class... Mode> uint32_t openFile(const char *path, int32_t flags, UniqueFd &out, Mode... mode)
 {
     int32_t fd = -1;
     const uint32_t status = SWM_Open(path, flags, &fd, mode...);

@@ -1,5 +1,5 @@
-// What every reader of package containers shares: sizes, limits, byte order, names. Format: docs/formats.md; the on-disk
-// structures are the public ones of <tarn_boot/container.h>.
+// What every reader of package containers shares: sizes, limits, byte order, names. Format: docs/formats.md; the
+// on-disk structures are the public ones of <tarn_boot/container.h>.
 #pragma once
 
 #include <cstddef>
