@@ -1,0 +1,147 @@
+// Source files and the all-or-nothing output file.
+#include "packaging/output_file.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <string>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "packaging/container_writer.h"
+
+namespace tarn::packaging {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+[[noreturn]] void failWithErrno(const fs::path &path, const char *action)
+{
+    const int error = errno;
+    throw PackagingError(path.string() + ": cannot " + action + ": " + strerror(error));
+}
+
+fs::path directoryOf(const fs::path &path)
+{
+    return path.has_parent_path() ? path.parent_path() : fs::path(".");
+}
+
+void refuseUnlessReplaceable(const fs::path &target)
+{
+    struct stat status = {};
+    if (!target.has_filename()) {
+        throw PackagingError(target.string() + ": no file name");
+    }
+    if (lstat(target.c_str(), &status) == 0 && !S_ISREG(status.st_mode) && !S_ISLNK(status.st_mode)) {
+        throw PackagingError(target.string() + ": is there already and is no regular file");
+    }
+}
+
+// The names do not depend on the target's: that one may already be as long as a name can be.
+Descriptor createTemporary(const fs::path &directory, fs::path &temporary)
+{
+    for (unsigned attempt = 0; attempt < 1000; ++attempt) {
+        temporary = directory / (".tarn-" + std::to_string(getpid()) + "-" + std::to_string(attempt) + ".tmp");
+        Descriptor descriptor(open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
+        if (descriptor.get() >= 0) {
+            return descriptor;
+        }
+        if (errno != EEXIST) {
+            failWithErrno(directory, "write in this directory");
+        }
+    }
+    failWithErrno(directory, "find a name for a temporary file");
+}
+
+} // namespace
+
+Descriptor &Descriptor::operator=(Descriptor &&other) noexcept
+{
+    std::swap(fd, other.fd);
+    return *this;
+}
+
+Descriptor::~Descriptor()
+{
+    if (fd >= 0) {
+        close(fd);
+    }
+}
+
+Descriptor openSource(const fs::path &path)
+{
+    Descriptor descriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+    struct stat status = {};
+    if (descriptor.get() < 0 || fstat(descriptor.get(), &status) != 0) {
+        failWithErrno(path, "read");
+    }
+    if (!S_ISREG(status.st_mode)) {
+        throw PackagingError(path.string() + ": not a regular file");
+    }
+    return descriptor;
+}
+
+size_t readFully(const Descriptor &descriptor, void *buffer, size_t size, const fs::path &path)
+{
+    size_t done = 0;
+    while (done < size) {
+        const ssize_t got = read(descriptor.get(), static_cast<char *>(buffer) + done, size - done);
+        if (got == 0) {
+            break;
+        }
+        if (got < 0 && errno != EINTR) {
+            failWithErrno(path, "read");
+        }
+        done += got > 0 ? static_cast<size_t>(got) : 0;
+    }
+    return done;
+}
+
+OutputFile::OutputFile(const fs::path &path) : target(path)
+{
+    refuseUnlessReplaceable(target);
+    descriptor = createTemporary(directoryOf(target), temporary);
+}
+
+OutputFile::~OutputFile()
+{
+    if (!committed) {
+        unlink(temporary.c_str());
+    }
+}
+
+void OutputFile::write(const void *data, size_t size)
+{
+    for (size_t done = 0; done < size;) {
+        const ssize_t put = ::write(descriptor.get(), static_cast<const char *>(data) + done, size - done);
+        if (put < 0 && errno != EINTR) {
+            failWithErrno(target, "write");
+        }
+        done += put > 0 ? static_cast<size_t>(put) : 0;
+    }
+}
+
+void OutputFile::writeAt(uint64_t offset, const void *data, size_t size)
+{
+    if (lseek(descriptor.get(), static_cast<off_t>(offset), SEEK_SET) < 0) {
+        failWithErrno(target, "seek");
+    }
+    write(data, size);
+}
+
+void OutputFile::commit()
+{
+    if (fsync(descriptor.get()) != 0) {
+        failWithErrno(target, "write");
+    }
+    if (rename(temporary.c_str(), target.c_str()) != 0) {
+        failWithErrno(target, "give the finished file this name");
+    }
+    committed = true;
+    // The name, too, has to survive a loss of power; not every file system can sync a directory.
+    const Descriptor directory(open(directoryOf(target).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    static_cast<void>(fsync(directory.get()));
+}
+
+} // namespace tarn::packaging
