@@ -3,19 +3,13 @@
 
 #include <cstdint>
 #include <filesystem>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "packaging/error.h"
 #include "packaging/output_file.h"
 
 namespace tarn::packaging {
-
-// What cannot be packed, and why, in words for the person who asked.
-class PackagingError : public std::runtime_error {
-public:
-    using std::runtime_error::runtime_error;
-};
 
 struct Member {
     std::string subfileName; // at most 127 bytes

@@ -1,7 +1,7 @@
 // SHA-256 by OpenSSL.
 #include "packaging/digest.h"
 
-#include "packaging/container_writer.h"
+#include "packaging/error.h"
 
 namespace tarn::packaging {
 

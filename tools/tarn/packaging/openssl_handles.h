@@ -10,7 +10,7 @@
 #include <openssl/evp.h>
 #include <openssl/x509.h>
 
-#include "packaging/container_writer.h"
+#include "packaging/error.h"
 
 namespace tarn::packaging {
 

@@ -8,7 +8,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "packaging/container_writer.h"
+#include "packaging/error.h"
 
 namespace tarn::packaging {
 

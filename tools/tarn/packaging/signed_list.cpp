@@ -2,7 +2,7 @@
 // first, which introduces the list.
 #include "packaging/signed_list.h"
 
-#include "packaging/container_writer.h"
+#include "packaging/error.h"
 
 namespace tarn::packaging {
 

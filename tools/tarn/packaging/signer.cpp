@@ -10,6 +10,7 @@
 #include <openssl/rsa.h>
 
 #include "packaging/openssl_handles.h"
+#include "packaging/output_file.h"
 
 namespace tarn::packaging {
 

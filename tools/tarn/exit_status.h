@@ -1,0 +1,54 @@
+// How every command ends: the exit status, and the error that says why.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <utility>
+
+#include <nlohmann/json.hpp>
+
+namespace tarn::tool {
+
+using Json = nlohmann::ordered_json;
+
+enum class ExitStatus {
+    Done = 0,   // yes, or done
+    No = 1,     // the answer is no: not valid, differs, not found
+    Usage = 2,  // wrong usage
+    Failed = 3, // could not be carried out
+};
+
+// A result of the library: its number, its name in the headers and what it means.
+struct LibraryResult {
+    uint32_t number;
+    const char *name;
+    const char *meaning;
+};
+
+// Ends a command. Printed as one or two lines; with --json as the member "error" of the report.
+struct Failure {
+    ExitStatus status = ExitStatus::Failed;
+    std::string what;                      // what went wrong, with which file and member
+    const LibraryResult *result = nullptr; // what the library answered, if it was asked
+    std::string reason;                    // the library's own first error line
+    std::string next;                      // what to do about it
+    Json report = Json::object();          // what could be found out all the same
+};
+
+[[noreturn]] inline void failWith(std::string what)
+{
+    Failure failure;
+    failure.what = std::move(what);
+    throw failure;
+}
+
+[[noreturn]] inline void refuseUsage(std::string what, std::string next)
+{
+    Failure failure;
+    failure.status = ExitStatus::Usage;
+    failure.what = std::move(what);
+    failure.next = std::move(next);
+    throw failure;
+}
+
+} // namespace tarn::tool

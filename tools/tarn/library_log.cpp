@@ -1,0 +1,81 @@
+// The tool's own SWM_LogWrite. The libraries call theirs through the dynamic linker, which takes the program's first:
+// so they are quiet unless asked, whatever the platform's configuration says, and their lines explain results.
+#include "library_log.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <mutex>
+
+#include <tarn_basic/log.h>
+
+#include "text.h"
+
+namespace {
+
+constexpr size_t kLineSize = 2048;
+
+std::mutex g_mutex;
+uint32_t g_shownLevel = 0;
+uint32_t g_keptLevel = 0; // level of the line kept, 0 when there is none
+char g_keptLine[kLineSize] = "";
+
+void keepFirst(uint32_t level, const char *line)
+{
+    const bool isMoreSevere = g_keptLevel == 0 || level < g_keptLevel;
+    if (level <= SWM_LOG_WARNING && isMoreSevere) {
+        g_keptLevel = level;
+        snprintf(g_keptLine, sizeof(g_keptLine), "%s", line);
+    }
+}
+
+} // namespace
+
+void SWM_LogWrite(uint32_t, uint32_t level, const char *format, ...)
+{
+    const int savedErrno = errno;
+    char line[kLineSize] = "";
+    va_list arguments;
+    va_start(arguments, format);
+    vsnprintf(line, sizeof(line), format, arguments);
+    va_end(arguments);
+    {
+        const std::lock_guard lock(g_mutex);
+        keepFirst(level, line);
+        if (level <= g_shownLevel) {
+            tarn::tool::printError(tarn::tool::escaped(line) + "\n");
+        }
+    }
+    errno = savedErrno;
+}
+
+namespace tarn::tool {
+
+void showLibraryLog(uint32_t level)
+{
+    g_shownLevel = level;
+}
+
+uint32_t logLevelByName(const std::string &name)
+{
+    static constexpr const char *kNames[] = {"error", "warning", "notice", "info"};
+    for (uint32_t index = 0; index < std::size(kNames); ++index) {
+        if (name == kNames[index] || name == std::to_string(SWM_LOG_ERROR + index)) {
+            return SWM_LOG_ERROR + index;
+        }
+    }
+    return 0;
+}
+
+std::string takeLibraryReason()
+{
+    const std::lock_guard lock(g_mutex);
+    std::string line = g_keptLine;
+    g_keptLevel = 0;
+    g_keptLine[0] = '\0';
+    const size_t tags = line.rfind("[BOOT]", 0) == 0 ? line.find("]: ") : std::string::npos;
+    return tags == std::string::npos ? line : line.substr(tags + 3);
+}
+
+} // namespace tarn::tool

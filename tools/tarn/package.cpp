@@ -1,0 +1,16 @@
+// tarn package: containers of members with a signed list of their digests.
+#include "package.h"
+
+namespace tarn::tool {
+
+void addPackageGroup(CLI::App &app, Globals &globals)
+{
+    CLI::App &group = addGroup(app, "package", "Build, inspect, verify and unpack packages");
+    addPackageCreate(group, globals);
+    addPackageList(group, globals);
+    addPackageVerify(group, globals);
+    addPackageExtract(group, globals);
+    addPackageHeader(group, globals);
+}
+
+} // namespace tarn::tool

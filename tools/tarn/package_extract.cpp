@@ -1,0 +1,166 @@
+// tarn package extract: verified members into a directory.
+#include <algorithm>
+#include <filesystem>
+#include <memory>
+
+#include <tarn_boot/container.h>
+
+#include "library_log.h"
+#include "package.h"
+#include "package_reader.h"
+#include "results.h"
+#include "terminal.h"
+#include "text.h"
+
+namespace tarn::tool {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr uint32_t kMaxMode = 07777;
+
+struct Options {
+    std::string package;
+    std::vector<std::string> names;
+    std::string directory;
+    std::string mode;
+};
+
+// The library joins directory and name as they stand: a name that is a path would lead out of the directory.
+void checkName(const std::string &name)
+{
+    if (name.empty() || name == "." || name == ".." || name.find('/') != std::string::npos) {
+        refuseUsage(inQuotes(name) + ": not a plain file name, and so never extracted",
+                    "only members with plain names can be extracted; \"tarn package list\" shows them");
+    }
+}
+
+uint32_t parseMode(const std::string &text)
+{
+    const bool isOctal = !text.empty() && text.size() <= 6 && text.find_first_not_of("01234567") == std::string::npos;
+    const unsigned long mode = isOctal ? std::stoul(text, nullptr, 8) : kMaxMode + 1;
+    if (mode > kMaxMode) {
+        refuseUsage("--mode " + escaped(text) + ": not an octal mode", "write for example 0640");
+    }
+    return static_cast<uint32_t>(mode);
+}
+
+uint32_t extractOne(const Options &options, const std::string &name)
+{
+    takeLibraryReason();
+    if (options.mode.empty()) {
+        return TARN_ExtractFromPackage(options.package.c_str(), name.c_str(), options.directory.c_str());
+    }
+    return TARN_ExtractFromPackageAndChmod(options.package.c_str(), name.c_str(), options.directory.c_str(),
+                                           parseMode(options.mode));
+}
+
+bool isAnswerNo(uint32_t result)
+{
+    return result == TARN_EXTRACT_NO_MEMBER || result == TARN_EXTRACT_DIGEST || result == TARN_EXTRACT_SIGNATURE ||
+           result == TARN_EXTRACT_STRUCTURE;
+}
+
+std::string nextStep(uint32_t result)
+{
+    switch (result) {
+    case TARN_EXTRACT_NO_MEMBER:
+        return "\"tarn package list\" shows the names";
+    case TARN_EXTRACT_DIGEST:
+        return "do not use this package; \"tarn package verify --members\" shows which members are good";
+    case TARN_EXTRACT_SIGNATURE:
+        return "do not use this package unless the configured anchors ([trust] in --config) are the wrong ones";
+    case TARN_EXTRACT_STRUCTURE:
+        return "\"tarn package header\" shows where it breaks";
+    case TARN_EXTRACT_WORKDIR:
+        return "check that /tmp is writable";
+    default:
+        return "check path, permissions and free space";
+    }
+}
+
+Failure makeFailure(const Options &options, const std::string &name, uint32_t result)
+{
+    Failure failure;
+    failure.status = isAnswerNo(result) ? ExitStatus::No : ExitStatus::Failed;
+    failure.result = &extractResult(result);
+    failure.what = escaped(options.package) + ": member " + inQuotes(name) + ": " + failure.result->meaning;
+    failure.reason = takeLibraryReason();
+    failure.next = nextStep(result);
+    return failure;
+}
+
+// Each member is read twice, for its digest and for the copy.
+uint64_t expectedReads(const Options &options)
+{
+    uint64_t total = 0;
+    try {
+        const OpenPackage package = openPackage(options.package);
+        const MemberList list(package);
+        for (const std::string &name : options.names) {
+            const PkgMemberRecord *member = TARN_SafeFindTarget(&list.list(), name.c_str());
+            total += member == nullptr ? 0 : 2 * static_cast<uint64_t>(member->memberLength);
+        }
+    } catch (const Failure &) {
+        // The extraction itself will say what is wrong.
+    }
+    return total;
+}
+
+Json extractedJson(const Options &options, const std::string &name)
+{
+    const fs::path path = fs::path(options.directory) / name;
+    std::error_code unknown;
+    const auto size = fs::file_size(path, unknown);
+    return {{"name", name}, {"path", path.string()}, {"size", unknown ? 0 : size}};
+}
+
+ExitStatus run(const Options &options, const Globals &globals)
+{
+    std::for_each(options.names.begin(), options.names.end(), checkName);
+    if (!options.mode.empty()) {
+        static_cast<void>(parseMode(options.mode));
+    }
+    Json extracted = Json::array();
+    Progress progress("unpacking", [&] { return expectedReads(options); });
+    for (const std::string &name : options.names) {
+        const uint32_t result = extractOne(options, name);
+        if (result != TARN_EXTRACT_OK) {
+            Failure failure = makeFailure(options, name, result);
+            failure.report = {{"package", options.package}, {"extracted", extracted}};
+            progress.clear();
+            throw failure;
+        }
+        extracted.push_back(extractedJson(options, name));
+        if (!globals.json) {
+            progress.clear();
+            printOut(inQuotes(name) + " -> " + escaped(extracted.back()["path"].get<std::string>()) + ", " +
+                     counted(extracted.back()["size"].get<uint64_t>(), "byte") + "\n");
+        }
+    }
+    if (globals.json) {
+        printJson({{"package", options.package}, {"extracted", extracted}});
+    }
+    return ExitStatus::Done;
+}
+
+} // namespace
+
+void addPackageExtract(CLI::App &group, Globals &globals)
+{
+    const auto options = std::make_shared<Options>();
+    CLI::App &command = addCommand(group, globals, "extract",
+                                   "Verify members and write them to a directory, stopping at the first that fails",
+                                   [options, &globals] { return run(*options, globals); });
+    command.add_option("package", options->package, "The package")->type_name("PACKAGE")->required();
+    command.add_option("names", options->names, "Subfile name: the content. File name: the content behind its header")
+        ->type_name("NAME")
+        ->required();
+    command.add_option("-d,--directory", options->directory, "Where to; made when missing")
+        ->type_name("DIR")
+        ->required();
+    command.add_option("--mode", options->mode, "Mode of the files, octal; 0440 by default")->type_name("MODE");
+}
+
+} // namespace tarn::tool

@@ -1,0 +1,106 @@
+// tarn package list: the members of a package, signed or not.
+#include <memory>
+
+#include "package.h"
+#include "package_reader.h"
+#include "terminal.h"
+#include "text.h"
+
+namespace tarn::tool {
+
+namespace {
+
+struct Options {
+    std::string package;
+};
+
+const char *stateWord(ListState state)
+{
+    switch (state) {
+    case ListState::Present:
+        return "present";
+    case ListState::Unreadable:
+        return "unreadable";
+    default:
+        return "missing";
+    }
+}
+
+Json memberJson(const MemberList &list, const UnverifiedList &names, const PkgMemberRecord &member)
+{
+    const auto listed = names.digests.find(member.fileName);
+    const bool isListed = listed != names.digests.end();
+    return {{"subfile_name", member.subfileName},
+            {"file_name", member.fileName},
+            {"offset", member.memberOffset},
+            {"size", member.memberLength},
+            {"payload_size", member.payloadLength},
+            {"listed", isListed},
+            {"digest", isListed ? Json(listed->second) : Json()},
+            {"signature_member", isSignatureMember(list.list(), &member)}};
+}
+
+Json listJson(const OpenPackage &package, const MemberList &list, const UnverifiedList &names)
+{
+    Json members = Json::array();
+    for (const PkgMemberRecord *member : list.members()) {
+        members.push_back(memberJson(list, names, *member));
+    }
+    return {{"package", package.path},
+            {"size", package.size},
+            {"verified", false},
+            {"signed_list", stateWord(names.state)},
+            {"members", members}};
+}
+
+std::string listText(const OpenPackage &package, const MemberList &list, const UnverifiedList &names)
+{
+    Table table("rllrrrl");
+    table.add({"#", "name", "file name", "offset", "size", "payload", "listed"});
+    const auto members = list.members();
+    for (size_t index = 0; index < members.size(); ++index) {
+        const PkgMemberRecord &member = *members[index];
+        const bool isListed = names.digests.count(member.fileName) != 0;
+        const char *listed = isListed ? "yes" : isSignatureMember(list.list(), &member) ? "signature" : "no";
+        table.add({std::to_string(index), escaped(member.subfileName), escaped(member.fileName),
+                   std::to_string(member.memberOffset), std::to_string(member.memberLength),
+                   std::to_string(member.payloadLength), listed});
+    }
+    return table.text() + escaped(package.path) + ": " + counted(members.size(), "member") + ", " +
+           counted(package.size, "byte") + ", signed list " + stateWord(names.state) + "; " +
+           inColour(Colour::Warning, "nothing verified") + "\n";
+}
+
+ExitStatus run(const Options &options, const Globals &globals)
+{
+    const OpenPackage package = openPackage(options.package);
+    const MemberList list(package);
+    if (!list.isSound()) {
+        Failure failure;
+        failure.status = ExitStatus::No;
+        failure.what = escaped(package.path) + ": not a sound package";
+        failure.reason = list.reason();
+        failure.next = "\"tarn package header\" shows what can be read of it";
+        failure.report = {{"package", package.path}, {"size", package.size}};
+        throw failure;
+    }
+    const UnverifiedList names = readUnverifiedList(package, list.list());
+    if (globals.json) {
+        printJson(listJson(package, list, names));
+    } else {
+        printOut(listText(package, list, names));
+    }
+    return ExitStatus::Done;
+}
+
+} // namespace
+
+void addPackageList(CLI::App &group, Globals &globals)
+{
+    const auto options = std::make_shared<Options>();
+    CLI::App &command = addCommand(group, globals, "list", "Show the members of a package; verifies nothing",
+                                   [options, &globals] { return run(*options, globals); });
+    command.add_option("package", options->package, "The package")->type_name("PACKAGE")->required();
+}
+
+} // namespace tarn::tool
