@@ -1,0 +1,290 @@
+#include "support/faults.h"
+
+#include <array>
+#include <atomic>
+#include <cstring>
+
+#include <link.h>
+#include <sys/stat.h>
+
+namespace tarn::test {
+namespace {
+
+constexpr size_t kCalls = static_cast<size_t>(Call::Count);
+
+struct Range {
+    uintptr_t begin = 0;
+    uintptr_t end = 0;
+};
+
+struct Fault {
+    std::atomic<bool> armed = false;
+    std::atomic<bool> hit = false;
+    Call call = Call::Count;
+    Origin origin = Origin::Boot;
+    unsigned nth = 0;
+    int error = 0;
+    std::function<void()> action;
+};
+
+std::array<Range, 2> g_libraries;
+std::array<std::array<std::atomic<unsigned>, kCalls>, 2> g_counts;
+Fault g_fault;
+std::atomic<long> g_result = -1;
+std::atomic<bool> g_resultSet = false;
+std::atomic<pid_t> g_fakePid = 0;
+std::atomic<SwmIniSection *> g_fakeProfile = nullptr;
+std::atomic<ino_t> g_watched = 0;
+std::atomic<uint64_t> g_watchedBytes = 0;
+
+// A table that needs no memory of its own: a block lies somewhere in the window behind its hash.
+constexpr size_t kSlots = 1 << 14;
+constexpr size_t kWindow = 64;
+std::array<std::atomic<const void *>, kSlots> g_blocks;
+std::atomic<long> g_liveBlocks = 0;
+
+int findLibrary(dl_phdr_info *info, size_t, void *)
+{
+    constexpr const char *kNames[] = {"libtarn_boot.so", "libtarn_basic.so"};
+    for (size_t i = 0; i < 2; ++i) {
+        if (strstr(info->dlpi_name, kNames[i]) == nullptr) {
+            continue;
+        }
+        Range &range = g_libraries[i];
+        for (int segment = 0; segment < info->dlpi_phnum; ++segment) {
+            const auto &header = info->dlpi_phdr[segment];
+            if (header.p_type == PT_LOAD && (header.p_flags & PF_X) != 0) {
+                range.begin = info->dlpi_addr + header.p_vaddr;
+                range.end = range.begin + header.p_memsz;
+            }
+        }
+    }
+    return 0;
+}
+
+__attribute__((constructor)) void findLibraries()
+{
+    dl_iterate_phdr(findLibrary, nullptr);
+}
+
+size_t slotOf(const void *block, size_t step)
+{
+    const uintptr_t bits = reinterpret_cast<uintptr_t>(block) >> 4;
+    return static_cast<size_t>((bits ^ (bits >> 14)) + step) % kSlots;
+}
+
+bool strikesFrom(Call call, Origin origin)
+{
+    const auto index = static_cast<size_t>(call);
+    const unsigned count = ++g_counts[static_cast<size_t>(origin)][index];
+    if (!g_fault.armed || g_fault.call != call || g_fault.origin != origin || g_fault.nth != count) {
+        return false;
+    }
+    g_fault.armed = false;
+    g_fault.hit = true;
+    if (g_fault.action) {
+        g_fault.action();
+        return false;
+    }
+    errno = g_fault.error;
+    return true;
+}
+
+} // namespace
+
+const char *nameOf(Call call)
+{
+    constexpr const char *kNames[] = {
+        "malloc",
+        "calloc",
+        "lseek",
+        "fstat",
+        "fsync",
+        "close",
+        "unlink",
+        "rmdir",
+        "mkdir",
+        "open",
+        "read",
+        "write",
+        "fclose",
+        "mutex lock",
+        "mutex unlock",
+        "getpid",
+        "SWM_Open",
+        "SWM_Fopen",
+        "SWM_Read",
+        "SWM_Write",
+        "TARN_FdRead",
+        "IsFileExist",
+        "IsDirExist",
+        "MkDirRecursive",
+        "DelFile",
+        "SWM_FchmodPath",
+        "VerifyPssCms",
+        "CalcSha256",
+        "IsPostfixString",
+        "IniLoadProfile",
+        "SWM_FreeProfile",
+        "memcpy_s",
+        "memset_s",
+        "strcpy_s",
+        "sprintf_s",
+    };
+    static_assert(std::size(kNames) == kCalls);
+    return kNames[static_cast<size_t>(call)];
+}
+
+void failCall(Call call, unsigned nth, int error, Origin origin)
+{
+    const auto index = static_cast<size_t>(call);
+    g_fault.armed = false;
+    g_fault.hit = false;
+    g_fault.call = call;
+    g_fault.origin = origin;
+    g_fault.nth = g_counts[static_cast<size_t>(origin)][index] + nth;
+    g_fault.error = error;
+    g_fault.action = nullptr;
+    g_fault.armed = true;
+}
+
+void onCall(Call call, unsigned nth, std::function<void()> action, Origin origin)
+{
+    failCall(call, nth, 0, origin);
+    g_fault.action = std::move(action);
+}
+
+bool faultHit()
+{
+    return g_fault.hit;
+}
+
+void clearFaults()
+{
+    g_fault.armed = false;
+    g_fault.hit = false;
+    g_fault.action = nullptr;
+    for (auto &counts : g_counts) {
+        for (auto &count : counts) {
+            count = 0;
+        }
+    }
+    g_resultSet = false;
+    g_fakePid = 0;
+    g_fakeProfile = nullptr;
+    g_watched = 0;
+    g_watchedBytes = 0;
+}
+
+unsigned callCount(Call call, Origin origin)
+{
+    return g_counts[static_cast<size_t>(origin)][static_cast<size_t>(call)];
+}
+
+void setFaultResult(long result)
+{
+    g_result = result;
+    g_resultSet = true;
+}
+
+void setFakePid(pid_t pid)
+{
+    g_fakePid = pid;
+}
+
+void setFakeProfile(SwmIniSection *profile)
+{
+    g_fakeProfile = profile;
+}
+
+void watchReads(ino_t inode)
+{
+    g_watched = inode;
+    g_watchedBytes = 0;
+}
+
+uint64_t watchedBytes()
+{
+    return g_watchedBytes;
+}
+
+long liveBlocks()
+{
+    return g_liveBlocks;
+}
+
+namespace detail {
+
+bool isFromLibrary(const void *caller, Origin *origin)
+{
+    const auto address = reinterpret_cast<uintptr_t>(caller);
+    for (size_t i = 0; i < g_libraries.size(); ++i) {
+        if (address >= g_libraries[i].begin && address < g_libraries[i].end) {
+            *origin = static_cast<Origin>(i);
+            return true;
+        }
+    }
+    return false;
+}
+
+bool strikes(Call call, const void *caller)
+{
+    Origin origin;
+    return isFromLibrary(caller, &origin) && strikesFrom(call, origin);
+}
+
+bool strikesPlatform(Call call, const void *caller)
+{
+    Origin origin;
+    return strikesFrom(call, isFromLibrary(caller, &origin) ? origin : Origin::Boot);
+}
+
+long faultResult(long plain)
+{
+    return g_resultSet ? g_result.load() : plain;
+}
+
+pid_t fakePid()
+{
+    return g_fakePid;
+}
+
+SwmIniSection *fakeProfile()
+{
+    return g_fakeProfile;
+}
+
+void noteRead(int fd, ssize_t bytes)
+{
+    struct stat status;
+    if (g_watched != 0 && bytes > 0 && ::fstat(fd, &status) == 0 && status.st_ino == g_watched) {
+        g_watchedBytes += static_cast<uint64_t>(bytes);
+    }
+}
+
+void noteBlock(const void *block)
+{
+    for (size_t step = 0; step < kWindow; ++step) {
+        const void *empty = nullptr;
+        if (g_blocks[slotOf(block, step)].compare_exchange_strong(empty, block)) {
+            ++g_liveBlocks;
+            return;
+        }
+    }
+    abort(); // the table is too small for the test
+}
+
+void forgetBlock(const void *block)
+{
+    for (size_t step = 0; step < kWindow; ++step) {
+        const void *expected = block;
+        if (g_blocks[slotOf(block, step)].compare_exchange_strong(expected, nullptr)) {
+            --g_liveBlocks;
+            return;
+        }
+    }
+}
+
+} // namespace detail
+
+} // namespace tarn::test

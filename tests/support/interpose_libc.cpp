@@ -1,0 +1,261 @@
+// The libc calls of both libraries, each defined here under its own name and forwarded to the real one. The functions
+// carry the libc name as an assembler label, so that the headers' inline variants and attributes do not get in the way.
+#include <cstdarg>
+#include <cstddef>
+#include <cstdio>
+#include <ctime>
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <pthread.h>
+#include <sched.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "support/faults.h"
+
+using tarn::test::Call;
+using namespace tarn::test::detail;
+
+#define TARN_HOOK extern "C" __attribute__((visibility("default")))
+#define TARN_CALLER __builtin_extract_return_addr(__builtin_return_address(0))
+
+// The allocator is needed before dlsym works: the sanitizer's entry when there is one, else libc's own.
+extern "C" {
+__attribute__((weak)) void *__interceptor_malloc(size_t size);
+__attribute__((weak)) void *__interceptor_calloc(size_t count, size_t size);
+__attribute__((weak)) void __interceptor_free(void *block);
+void *__libc_malloc(size_t size);
+void *__libc_calloc(size_t count, size_t size);
+void __libc_free(void *block);
+}
+
+namespace {
+
+template <typename Function> Function *realOf(const char *name)
+{
+    return reinterpret_cast<Function *>(dlsym(RTLD_NEXT, name));
+}
+
+void *noted(void *block, const void *caller)
+{
+    tarn::test::Origin origin;
+    if (block != nullptr && isFromLibrary(caller, &origin) && origin == tarn::test::Origin::Boot) {
+        noteBlock(block);
+    }
+    return block;
+}
+
+// A close that fails has still closed.
+int failedAfter(int error)
+{
+    errno = error;
+    return -1;
+}
+
+} // namespace
+
+TARN_HOOK void *hookMalloc(size_t size) asm("malloc");
+TARN_HOOK void *hookMalloc(size_t size)
+{
+    if (strikes(Call::Malloc, TARN_CALLER)) {
+        return nullptr;
+    }
+    return noted(__interceptor_malloc != nullptr ? __interceptor_malloc(size) : __libc_malloc(size), TARN_CALLER);
+}
+
+TARN_HOOK void *hookCalloc(size_t count, size_t size) asm("calloc");
+TARN_HOOK void *hookCalloc(size_t count, size_t size)
+{
+    if (strikes(Call::Calloc, TARN_CALLER)) {
+        return nullptr;
+    }
+    return noted(__interceptor_calloc != nullptr ? __interceptor_calloc(count, size) : __libc_calloc(count, size),
+                 TARN_CALLER);
+}
+
+TARN_HOOK void hookFree(void *block) asm("free");
+TARN_HOOK void hookFree(void *block)
+{
+    if (block != nullptr) {
+        forgetBlock(block);
+    }
+    __interceptor_free != nullptr ? __interceptor_free(block) : __libc_free(block);
+}
+
+TARN_HOOK off_t hookLseek(int fd, off_t offset, int whence) asm("lseek");
+TARN_HOOK off_t hookLseek(int fd, off_t offset, int whence)
+{
+    static auto *const real = realOf<off_t(int, off_t, int)>("lseek");
+    return strikes(Call::Lseek, TARN_CALLER) ? -1 : real(fd, offset, whence);
+}
+
+TARN_HOOK int hookFstat(int fd, struct stat *status) asm("fstat");
+TARN_HOOK int hookFstat(int fd, struct stat *status)
+{
+    static auto *const real = realOf<int(int, struct stat *)>("fstat");
+    return strikes(Call::Fstat, TARN_CALLER) ? -1 : real(fd, status);
+}
+
+TARN_HOOK int hookFsync(int fd) asm("fsync");
+TARN_HOOK int hookFsync(int fd)
+{
+    static auto *const real = realOf<int(int)>("fsync");
+    return strikes(Call::Fsync, TARN_CALLER) ? -1 : real(fd);
+}
+
+TARN_HOOK int hookClose(int fd) asm("close");
+TARN_HOOK int hookClose(int fd)
+{
+    static auto *const real = realOf<int(int)>("close");
+    if (!strikes(Call::Close, TARN_CALLER)) {
+        return real(fd);
+    }
+    const int error = errno;
+    real(fd);
+    return failedAfter(error);
+}
+
+TARN_HOOK int hookUnlink(const char *path) asm("unlink");
+TARN_HOOK int hookUnlink(const char *path)
+{
+    static auto *const real = realOf<int(const char *)>("unlink");
+    return strikes(Call::Unlink, TARN_CALLER) ? -1 : real(path);
+}
+
+TARN_HOOK int hookRmdir(const char *path) asm("rmdir");
+TARN_HOOK int hookRmdir(const char *path)
+{
+    static auto *const real = realOf<int(const char *)>("rmdir");
+    return strikes(Call::Rmdir, TARN_CALLER) ? -1 : real(path);
+}
+
+TARN_HOOK int hookMkdirat(int dirFd, const char *path, mode_t mode) asm("mkdirat");
+TARN_HOOK int hookMkdirat(int dirFd, const char *path, mode_t mode)
+{
+    static auto *const real = realOf<int(int, const char *, mode_t)>("mkdirat");
+    return strikes(Call::Mkdir, TARN_CALLER) ? -1 : real(dirFd, path, mode);
+}
+
+TARN_HOOK int hookOpen(const char *path, int flags, ...) asm("open");
+TARN_HOOK int hookOpen(const char *path, int flags, ...)
+{
+    static auto *const real = realOf<int(const char *, int, ...)>("open");
+    va_list arguments;
+    va_start(arguments, flags);
+    const mode_t mode = (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(arguments, mode_t) : 0;
+    va_end(arguments);
+    return strikes(Call::Open, TARN_CALLER) ? -1 : real(path, flags, mode);
+}
+
+TARN_HOOK int hookOpenat(int dirFd, const char *path, int flags, ...) asm("openat");
+TARN_HOOK int hookOpenat(int dirFd, const char *path, int flags, ...)
+{
+    static auto *const real = realOf<int(int, const char *, int, ...)>("openat");
+    va_list arguments;
+    va_start(arguments, flags);
+    const mode_t mode = (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(arguments, mode_t) : 0;
+    va_end(arguments);
+    return strikes(Call::Open, TARN_CALLER) ? -1 : real(dirFd, path, flags, mode);
+}
+
+// The fortified forms of the two, chosen when the compiler does not see the flags.
+TARN_HOOK int hookOpen2(const char *path, int flags) asm("__open_2");
+TARN_HOOK int hookOpen2(const char *path, int flags)
+{
+    static auto *const real = realOf<int(const char *, int)>("__open_2");
+    return strikes(Call::Open, TARN_CALLER) ? -1 : real(path, flags);
+}
+
+TARN_HOOK int hookOpenat2(int dirFd, const char *path, int flags) asm("__openat_2");
+TARN_HOOK int hookOpenat2(int dirFd, const char *path, int flags)
+{
+    static auto *const real = realOf<int(int, const char *, int)>("__openat_2");
+    return strikes(Call::Open, TARN_CALLER) ? -1 : real(dirFd, path, flags);
+}
+
+TARN_HOOK ssize_t hookRead(int fd, void *buffer, size_t count) asm("read");
+TARN_HOOK ssize_t hookRead(int fd, void *buffer, size_t count)
+{
+    static auto *const real = realOf<ssize_t(int, void *, size_t)>("read");
+    if (strikes(Call::Read, TARN_CALLER)) {
+        return -1;
+    }
+    const ssize_t bytes = real(fd, buffer, count);
+    noteRead(fd, bytes);
+    return bytes;
+}
+
+TARN_HOOK ssize_t hookReadChk(int fd, void *buffer, size_t count, size_t room) asm("__read_chk");
+TARN_HOOK ssize_t hookReadChk(int fd, void *buffer, size_t count, size_t room)
+{
+    static auto *const real = realOf<ssize_t(int, void *, size_t, size_t)>("__read_chk");
+    if (strikes(Call::Read, TARN_CALLER)) {
+        return -1;
+    }
+    const ssize_t bytes = real(fd, buffer, count, room);
+    noteRead(fd, bytes);
+    return bytes;
+}
+
+TARN_HOOK ssize_t hookPread(int fd, void *buffer, size_t count, off_t offset) asm("pread");
+TARN_HOOK ssize_t hookPread(int fd, void *buffer, size_t count, off_t offset)
+{
+    static auto *const real = realOf<ssize_t(int, void *, size_t, off_t)>("pread");
+    if (strikes(Call::Read, TARN_CALLER)) {
+        return -1;
+    }
+    const ssize_t bytes = real(fd, buffer, count, offset);
+    noteRead(fd, bytes);
+    return bytes;
+}
+
+TARN_HOOK ssize_t hookWrite(int fd, const void *buffer, size_t count) asm("write");
+TARN_HOOK ssize_t hookWrite(int fd, const void *buffer, size_t count)
+{
+    static auto *const real = realOf<ssize_t(int, const void *, size_t)>("write");
+    return strikes(Call::Write, TARN_CALLER) ? -1 : real(fd, buffer, count);
+}
+
+TARN_HOOK int hookFclose(FILE *stream) asm("fclose");
+TARN_HOOK int hookFclose(FILE *stream)
+{
+    static auto *const real = realOf<int(FILE *)>("fclose");
+    if (!strikes(Call::Fclose, TARN_CALLER)) {
+        return real(stream);
+    }
+    const int error = errno;
+    real(stream);
+    return failedAfter(error);
+}
+
+TARN_HOOK int hookMutexLock(pthread_mutex_t *mutex) asm("pthread_mutex_lock");
+TARN_HOOK int hookMutexLock(pthread_mutex_t *mutex)
+{
+    static auto *const real = realOf<int(pthread_mutex_t *)>("pthread_mutex_lock");
+    return strikes(Call::MutexLock, TARN_CALLER) ? errno : real(mutex);
+}
+
+// Gives the mutex back before it reports a failure, so that later tests can take it.
+TARN_HOOK int hookMutexUnlock(pthread_mutex_t *mutex) asm("pthread_mutex_unlock");
+TARN_HOOK int hookMutexUnlock(pthread_mutex_t *mutex)
+{
+    static auto *const real = realOf<int(pthread_mutex_t *)>("pthread_mutex_unlock");
+    if (!strikes(Call::MutexUnlock, TARN_CALLER)) {
+        return real(mutex);
+    }
+    const int error = errno;
+    real(mutex);
+    errno = error;
+    return error;
+}
+
+TARN_HOOK pid_t hookGetpid() asm("getpid");
+TARN_HOOK pid_t hookGetpid()
+{
+    static auto *const real = realOf<pid_t()>("getpid");
+    (void)strikes(Call::Getpid, TARN_CALLER);
+    tarn::test::Origin origin;
+    const bool fake = fakePid() != 0 && isFromLibrary(TARN_CALLER, &origin);
+    return fake ? fakePid() : real();
+}

@@ -1,0 +1,6 @@
+#include "support/fixture.h"
+
+int main(int argc, char **argv)
+{
+    return tarn::test::runTests(argc, argv);
+}
