@@ -11,9 +11,9 @@ extern "C" {
 #endif
 
 /*
- * Copies and fills give 0 or an error number, formatters the length or -1. Null pointers and sizes above 0x7FFFFFFF fail.
- * What does not fit: memcpy_s zeroes the destination, memset_s fills it to its size, the text operations leave "".
- * A count of size - 1 cuts instead: strncpy_s gives 0, snprintf_s -1, both with the first size - 1 characters.
+ * Copies and fills give 0 or an error number, formatters the length or -1. Null pointers and sizes above 0x7FFFFFFF
+ * fail. What does not fit: memcpy_s zeroes the destination, memset_s fills it to its size, the text operations leave
+ * "". A count of size - 1 cuts instead: strncpy_s gives 0, snprintf_s -1, both with the first size - 1 characters.
  */
 TARN_BASIC_API int memcpy_s(void *destination, size_t size, const void *source, size_t count);
 TARN_BASIC_API int memset_s(void *destination, size_t size, int value, size_t count);

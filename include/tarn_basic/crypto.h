@@ -17,6 +17,38 @@ typedef struct SwmCmsMemRecord {
     uint32_t signatureLength;
 } SwmCmsMemRecord;
 
+/* What SWM_VerifyPssCms and SWM_VerifyCmsFromMem answer: one code per refusal, in the order of the checks. */
+enum SwmCmsResult {
+    SWM_CMS_VALID = 0,
+    SWM_CMS_ARGUMENT = 1,             /* null pointer or unknown mode */
+    SWM_CMS_NO_MEMORY = 2,            /* or another failure of the system that says nothing about the signature */
+    SWM_CMS_LIST_UNREADABLE = 3,      /* missing, no regular file, or memory that cannot be read */
+    SWM_CMS_LIST_TOO_LARGE = 4,       /* over 4 MiB */
+    SWM_CMS_SIGNATURE_UNREADABLE = 5, /* as for the list */
+    SWM_CMS_SIGNATURE_TOO_LARGE = 6,  /* over 1 MiB */
+    SWM_CMS_NOT_DER = 7,              /* no CMS message in DER, or something behind it */
+    SWM_CMS_NOT_SIGNED_DATA = 8,
+    SWM_CMS_CONTENT_TYPE = 9, /* signed content, or the signed attribute about it, is not id-data */
+    SWM_CMS_NOT_DETACHED = 10,
+    SWM_CMS_SIGNER_COUNT = 11,
+    SWM_CMS_NO_SIGNED_ATTRIBUTES = 12,
+    SWM_CMS_NOT_PSS = 13,
+    SWM_CMS_HASH = 14, /* not one of SHA-256, 384 and 512, or not the same for content, signature and MGF1 */
+    SWM_CMS_SALT = 15, /* shorter than the hash */
+    SWM_CMS_CONTENT_CHANGED = 16,
+    SWM_CMS_NO_SIGNER_CERTIFICATE = 17,
+    SWM_CMS_KEY = 18,            /* not RSA, or under 2048 bits */
+    SWM_CMS_BAD_SIGNATURE = 19,  /* the signature's value */
+    SWM_CMS_CONFIGURATION = 20,  /* present but unusable: who may write it, syntax, unknown signer_purpose */
+    SWM_CMS_NO_ANCHORS = 21,     /* nothing is trusted */
+    SWM_CMS_BAD_ANCHORS = 22,    /* the trust store is named but unusable */
+    SWM_CMS_BAD_REVOCATION = 23, /* the revocation list is named but unusable */
+    SWM_CMS_CHAIN = 24,          /* no acceptable chain from the signer to an anchor */
+    SWM_CMS_REVOKED = 25,
+    SWM_CMS_NOT_COVERED = 26, /* no usable revocation list of the signer's issuer */
+    SWM_CMS_PURPOSE = 27      /* the signer is not certified for signing lists */
+};
+
 /*
  * SHA-256 of `length` bytes from the descriptor's position as 64 lower-case hexadecimal digits. The end of the file
  * before `length`, or a buffer under 65 bytes, fails.

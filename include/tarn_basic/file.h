@@ -21,7 +21,8 @@ TARN_BASIC_API uint32_t SWM_Open(const char *path, int32_t flags, int32_t *fdOut
 /* The same care for a stream of mode "r", "r+" and the like. The stream is null on failure. */
 TARN_BASIC_API uint32_t SWM_Fopen(const char *path, const char *mode, FILE **streamOut);
 
-/* Read or write until `count`, the end of the file or an error; the result is the bytes moved, -1 when none could be. */
+/* Read or write until `count`, the end of the file or an error; the result is the bytes moved, -1 when none could be.
+ */
 TARN_BASIC_API int32_t SWM_Read(int32_t fd, void *buffer, uint32_t count);
 TARN_BASIC_API int32_t SWM_Write(int32_t fd, const void *buffer, uint32_t count);
 TARN_BASIC_API int32_t TARN_FdRead(int32_t fd, void *buffer, uint32_t count);

@@ -20,8 +20,8 @@ TARN_BASIC_API uint32_t SWM_IsDigitString(const char *string);
 /* In place. */
 TARN_BASIC_API uint32_t SWM_StringTrim(char *string);
 /*
- * Splits at any of the delimiters, dropping empty pieces. One heap block holds the pointers and a private copy, released
- * by one free(); no pieces is success with count 0 and a block to free.
+ * Splits at any of the delimiters, dropping empty pieces. One heap block holds the pointers and a private copy,
+ * released by one free(); no pieces is success with count 0 and a block to free.
  */
 TARN_BASIC_API uint32_t SWM_TransString2Array(const char *string, const char *delimiters, char ***array,
                                               uint32_t *count);
