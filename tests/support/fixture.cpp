@@ -227,7 +227,7 @@ size_t openDescriptors()
     return static_cast<size_t>(std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator()));
 }
 
-std::optional<int> runInChild(const std::function<int()> &body, unsigned milliseconds)
+pid_t startChild(const std::function<int()> &body)
 {
     const pid_t child = fork();
     if (child == 0) {
@@ -236,6 +236,11 @@ std::optional<int> runInChild(const std::function<int()> &body, unsigned millise
     if (child < 0) {
         throw std::system_error(errno, std::generic_category(), "fork");
     }
+    return child;
+}
+
+std::optional<int> awaitChild(pid_t child, unsigned milliseconds)
+{
     const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
     int status = 0;
     while (waitpid(child, &status, WNOHANG) == 0) {
@@ -247,6 +252,11 @@ std::optional<int> runInChild(const std::function<int()> &body, unsigned millise
         std::this_thread::sleep_for(std::chrono::milliseconds(2));
     }
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+std::optional<int> runInChild(const std::function<int()> &body, unsigned milliseconds)
+{
+    return awaitChild(startChild(body), milliseconds);
 }
 
 Descriptor::Descriptor(const fs::path &path, int flags, unsigned mode) : fd(::open(path.c_str(), flags, mode))

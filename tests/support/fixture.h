@@ -12,6 +12,7 @@
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <sys/types.h>
 
 #include "packaging/container_writer.h"
 #include "packaging/signer.h"
@@ -89,7 +90,10 @@ constexpr uint64_t slotLengthAt(size_t index)
 std::string workdir();
 size_t openDescriptors();
 
-// A child process: its exit status, or nothing when it was still running after the time and has been killed.
+// Child processes, to be started while no other thread runs. The exit status, or nothing when the child was still
+// running after the time and has been killed.
+pid_t startChild(const std::function<int()> &body);
+std::optional<int> awaitChild(pid_t child, unsigned milliseconds);
 std::optional<int> runInChild(const std::function<int()> &body, unsigned milliseconds);
 
 // An open descriptor of the test itself.
