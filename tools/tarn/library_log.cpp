@@ -6,10 +6,12 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
 #include <mutex>
 
 #include <tarn_basic/log.h>
 
+#include "results.h"
 #include "text.h"
 
 namespace {
@@ -52,6 +54,22 @@ void SWM_LogWrite(uint32_t, uint32_t level, const char *format, ...)
 
 namespace tarn::tool {
 
+namespace {
+
+// The one line that carries a number of the platform's: what it stands for.
+std::string signatureDetail(const std::string &line)
+{
+    static constexpr char kText[] = "ExtractVerifySignature: verify pss filelist failed, ret:";
+    if (line.rfind(kText, 0) != 0) {
+        return "";
+    }
+    const char *meaning =
+        signatureMeaning(static_cast<uint32_t>(strtoul(line.c_str() + sizeof(kText) - 1, nullptr, 10)));
+    return *meaning == '\0' ? "" : std::string(" (") + meaning + ")";
+}
+
+} // namespace
+
 void showLibraryLog(uint32_t level)
 {
     g_shownLevel = level;
@@ -70,12 +88,16 @@ uint32_t logLevelByName(const std::string &name)
 
 std::string takeLibraryReason()
 {
-    const std::lock_guard lock(g_mutex);
-    std::string line = g_keptLine;
-    g_keptLevel = 0;
-    g_keptLine[0] = '\0';
+    std::string line;
+    {
+        const std::lock_guard lock(g_mutex);
+        line = g_keptLine;
+        g_keptLevel = 0;
+        g_keptLine[0] = '\0';
+    }
     const size_t tags = line.rfind("[BOOT]", 0) == 0 ? line.find("]: ") : std::string::npos;
-    return tags == std::string::npos ? line : line.substr(tags + 3);
+    line.erase(0, tags == std::string::npos ? 0 : tags + 3);
+    return line + signatureDetail(line);
 }
 
 } // namespace tarn::tool

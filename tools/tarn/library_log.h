@@ -13,7 +13,7 @@ void showLibraryLog(uint32_t level);
 uint32_t logLevelByName(const std::string &name);
 
 // The first error line since the last call, without its tags: what all later lines follow from. Without an error the
-// first warning; "" without either.
+// first warning; "" without either. Where it only has a number for a bad signature, words are added.
 std::string takeLibraryReason();
 
 } // namespace tarn::tool

@@ -104,6 +104,13 @@ void checkHeader(RawPackage &raw, const Slot &slot, size_t index)
     }
 }
 
+// Behind the last member; a file count that is too high leads there.
+bool isUnused(const PackageFileEntry &entry)
+{
+    const PackageFileEntry unused = {};
+    return memcmp(&entry, &unused, sizeof(entry)) == 0;
+}
+
 void readSlots(RawPackage &raw, const OpenPackage &package)
 {
     const size_t tableBytes = raw.headerBytes - std::min(raw.headerBytes, offsetof(PackageHeader, files));
@@ -112,6 +119,10 @@ void readSlots(RawPackage &raw, const OpenPackage &package)
     for (size_t index = 0; index < std::min<size_t>(raw.fileCount, readable); ++index) {
         Slot slot;
         slot.entry = raw.header.files[index];
+        if (isUnused(slot.entry)) {
+            raw.findings.faults.push_back(format("slot %zu is all zero, the file count is %u", index, raw.fileCount));
+            return;
+        }
         slot.offset = toHost(slot.entry.memberOffset);
         slot.length = toHost(slot.entry.memberLength);
         const std::string bytes = readAt(package, slot.offset, sizeof(slot.header));

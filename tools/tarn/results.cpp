@@ -3,6 +3,7 @@
 
 #include <span>
 
+#include <tarn_basic/crypto.h>
 #include <tarn_boot/container.h>
 
 namespace tarn::tool {
@@ -32,9 +33,38 @@ constexpr LibraryResult kVerify[] = {
     {SWM_FAIL, "SWM_FAIL", "the package could not be opened or examined"},
 };
 
-constexpr LibraryResult kStatus[] = {
-    {SWM_OK, "SWM_OK", "success"},
-    {SWM_FAIL, "SWM_FAIL", "failure"},
+struct SignatureMeaning {
+    uint32_t number;
+    const char *text;
+};
+
+constexpr SignatureMeaning kSignature[] = {
+    {SWM_CMS_NO_MEMORY, "the check itself failed"},
+    {SWM_CMS_LIST_UNREADABLE, "the signed list cannot be read"},
+    {SWM_CMS_LIST_TOO_LARGE, "the signed list is too large"},
+    {SWM_CMS_SIGNATURE_UNREADABLE, "the signature cannot be read"},
+    {SWM_CMS_SIGNATURE_TOO_LARGE, "the signature is too large"},
+    {SWM_CMS_NOT_DER, "the signature is no CMS message in DER, or something follows it"},
+    {SWM_CMS_NOT_SIGNED_DATA, "the CMS message is no signed data"},
+    {SWM_CMS_CONTENT_TYPE, "the signature is over another type of content"},
+    {SWM_CMS_NOT_DETACHED, "the signature brings its own content"},
+    {SWM_CMS_SIGNER_COUNT, "there must be exactly one signer"},
+    {SWM_CMS_NO_SIGNED_ATTRIBUTES, "the signature has no signed attributes"},
+    {SWM_CMS_NOT_PSS, "the signature is not RSASSA-PSS"},
+    {SWM_CMS_HASH, "the signature's hashes are weak or not one and the same"},
+    {SWM_CMS_SALT, "the signature's salt is too short"},
+    {SWM_CMS_CONTENT_CHANGED, "the signed list was changed after it was signed"},
+    {SWM_CMS_NO_SIGNER_CERTIFICATE, "the signer's certificate is missing"},
+    {SWM_CMS_KEY, "the signer's key is not RSA of at least 2048 bits"},
+    {SWM_CMS_BAD_SIGNATURE, "the signature was changed, or made with another key"},
+    {SWM_CMS_CONFIGURATION, "the platform's configuration is unusable"},
+    {SWM_CMS_NO_ANCHORS, "no trust anchors are configured"},
+    {SWM_CMS_BAD_ANCHORS, "the configured trust anchors cannot be used"},
+    {SWM_CMS_BAD_REVOCATION, "the configured revocation list cannot be used"},
+    {SWM_CMS_CHAIN, "the signer's certificate leads to no configured trust anchor"},
+    {SWM_CMS_REVOKED, "the signer's certificate is revoked"},
+    {SWM_CMS_NOT_COVERED, "no revocation list covers the signer"},
+    {SWM_CMS_PURPOSE, "the signer's certificate is not meant for signing packages"},
 };
 
 // An unknown number is read as the last one, the general failure.
@@ -60,9 +90,14 @@ const LibraryResult &verifyResult(uint32_t number)
     return find(kVerify, number);
 }
 
-const LibraryResult &statusResult(uint32_t number)
+const char *signatureMeaning(uint32_t number)
 {
-    return find(kStatus, number);
+    for (const SignatureMeaning &meaning : kSignature) {
+        if (meaning.number == number) {
+            return meaning.text;
+        }
+    }
+    return "";
 }
 
 } // namespace tarn::tool

@@ -11,7 +11,7 @@ const LibraryResult &extractResult(uint32_t number);
 // A result of TARN_PackageVerify.
 const LibraryResult &verifyResult(uint32_t number);
 
-// SWM_OK and SWM_FAIL, for operations that know nothing finer.
-const LibraryResult &statusResult(uint32_t number);
+// What the platform found wrong with a signature (enum SwmCmsResult), in words; "" for a number it does not use.
+const char *signatureMeaning(uint32_t number);
 
 } // namespace tarn::tool

@@ -18,7 +18,7 @@ public:
 
 private:
     struct Free {
-        void operator()(EVP_MD_CTX *context) const { EVP_MD_CTX_free(context); }
+        void operator()(EVP_MD_CTX *released) const { EVP_MD_CTX_free(released); }
     };
     std::unique_ptr<EVP_MD_CTX, Free> context;
 };
