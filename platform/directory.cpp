@@ -58,10 +58,12 @@ Level enterLevel(const Level &parent, const char *name, bool isLast, const Level
     const int flags =
         O_DIRECTORY | kOpenFlags | (isReal ? O_RDONLY : O_PATH) | (level.isMade || isLast ? O_NOFOLLOW : 0);
     level.fd = Descriptor(retried([&] { return ::openat(parent.fd.get(), name, flags); }));
-    if (level.isMade && rule.isFinished && level.fd &&
+    if (level.fd && level.isMade && rule.isFinished &&
         !finishLevel(level.fd.get(), rule.uid, rule.gid, rule.finalMode)) {
-        removeLevel(parent.fd.get(), name);
         level.fd = Descriptor();
+    }
+    if (!level.fd && level.isMade) {
+        removeLevel(parent.fd.get(), name); // left half made, the next call would take it as it is
     }
     return level;
 }

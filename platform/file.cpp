@@ -165,18 +165,18 @@ Block<char> readWhole(int fd, size_t limit, size_t *size)
     if (content == nullptr) {
         return nullptr;
     }
-    const ssize_t count = readFully(fd, content.get(), room);
-    // A count below the room is the end of the file or an error; only another read tells which.
-    char beyond;
-    if (count < 0 || (static_cast<size_t>(count) < room && readFully(fd, &beyond, 1) < 0)) {
+    size_t used = 0;
+    ssize_t step = 1;
+    while (step > 0 && used < room) {
+        step = retried([&] { return ::read(fd, content.get() + used, room - used); });
+        used += step > 0 ? static_cast<size_t>(step) : 0;
+    }
+    if (step != 0) {
+        errno = step > 0 ? EFBIG : errno;
         return nullptr;
     }
-    if (static_cast<size_t>(count) == room) {
-        errno = EFBIG;
-        return nullptr;
-    }
-    content.get()[count] = '\0';
-    *size = static_cast<size_t>(count);
+    content.get()[used] = '\0';
+    *size = used;
     return content;
 }
 

@@ -35,10 +35,10 @@ std::string_view trimBlanks(std::string_view text)
     return text;
 }
 
-char *storeText(void *place, std::string_view text)
+char *placeText(void *place, std::string_view text)
 {
     auto *copy = static_cast<char *>(place);
-    text.copy(copy, text.size());
+    memcpy(copy, text.data(), text.size());
     copy[text.size()] = '\0';
     return copy;
 }
@@ -49,7 +49,7 @@ template <typename Record> Record *newRecord(std::string_view text, char *Record
     auto *record = static_cast<Record *>(::malloc(sizeof(Record) + text.size() + 1));
     if (record != nullptr) {
         memset(static_cast<void *>(record), 0, sizeof(Record));
-        record->*field = storeText(record + 1, text);
+        record->*field = placeText(record + 1, text);
     }
     return record;
 }
@@ -89,7 +89,7 @@ private:
     static std::string_view cutLine(std::string_view *text)
     {
         const size_t feed = text->find('\n');
-        std::string_view line = text->substr(0, feed);
+        std::string_view line(text->data(), feed == std::string_view::npos ? text->size() : feed);
         text->remove_prefix(feed == std::string_view::npos ? text->size() : feed + 1);
         if (feed != std::string_view::npos && !line.empty() && line.back() == '\r') {
             line.remove_suffix(1);
@@ -114,7 +114,8 @@ private:
         if (equals == std::string_view::npos || open == nullptr) {
             return true;
         }
-        return addKey(trimBlanks(line.substr(0, equals)), skipBlanks(line.substr(equals + 1)));
+        const std::string_view value(line.data() + equals + 1, line.size() - equals - 1);
+        return addKey(trimBlanks({line.data(), equals}), skipBlanks(value));
     }
 
     bool openSection(std::string_view name)
@@ -154,7 +155,7 @@ private:
         if (key == nullptr) {
             return false;
         }
-        storeText(key->name, name);
+        placeText(key->name, name);
         *keyEnd = key;
         keyEnd = &key->next;
         return true;
