@@ -29,7 +29,7 @@ extern "C" {
 
 /* Results of TARN_PackageVerify. */
 #define TARN_VERIFY_OK 0u
-#define TARN_VERIFY_MISMATCH 2u  /* signature or digest */
+#define TARN_VERIFY_MISMATCH 2u  /* signature; or a listed file that is missing, unreadable or has another digest */
 #define TARN_VERIFY_STRUCTURE 3u /* container structure invalid */
 #define TARN_VERIFY_PARAM 4u     /* bad path, not a package name, or no such file */
 #define TARN_VERIFY_INTERNAL 5u  /* could not be carried out: work directory, extraction step */
@@ -120,7 +120,7 @@ TARN_BOOT_API uint32_t SafeGetPkgHeader(int32_t fd, PackageHeader *buffer) TARN_
 /* Refuse over 256 members, then SafeHeaderParseCheck. `packageSize32`: the low 32 bits of the package's size. */
 TARN_BOOT_API uint32_t SafeHeaderParse(int32_t fd, uint32_t packageSize32, const PackageHeader *header,
                                        SwmListHead *list) TARN_BOOT_NOEXCEPT;
-/* Walk the file table, append the members, compare the last end with the size. */
+/* Walk the file table, append the members, compare the last end with the size. Over 256 members fail at the end. */
 TARN_BOOT_API uint32_t SafeHeaderParseCheck(int32_t fd, uint32_t packageSize32, const PackageHeader *header,
                                             SwmListHead *list) TARN_BOOT_NOEXCEPT;
 /* Check one slot against the running end and advance it. All three outputs stay as they were on failure. */
@@ -147,7 +147,10 @@ TARN_BOOT_API uint32_t TARN_SafeCopyByDescripter(int32_t srcFd, int32_t dstFd, u
 
 /* The path; a buffer it does not fit is left empty. */
 TARN_BOOT_API uint32_t TARN_SafeGetWorkdir(uint32_t module, char *buffer, uint32_t bufferSize) TARN_BOOT_NOEXCEPT;
-/* Makes it, fresh and empty: what an earlier process of this id left is removed first. */
+/*
+ * Makes it, fresh and empty: what an earlier process of this id left is removed first. Only the two signature files
+ * are; with anything else in it the directory stays, and the platform decides whether it may be used.
+ */
 TARN_BOOT_API uint32_t TARN_SafeCreateWorkdir(uint32_t module) TARN_BOOT_NOEXCEPT;
 /* Removes the two signature files and the directory; failures are only logged. */
 TARN_BOOT_API void TARN_SafeDeleteWorkdir(uint32_t module) TARN_BOOT_NOEXCEPT;
@@ -175,9 +178,9 @@ TARN_BOOT_API uint32_t SafeGetKeyValue(const struct SwmIniKey *keys, const char 
 
 /*
  * Extracts `target` (a file name: the whole member; a subfile name: its payload) to the new file destDir/target, mode
- * 0440, after structure, signature and digest have been checked; missing levels of destDir are made. An older file of
- * that name goes first; none is left on failure. The names in `target` are used as they stand: a caller that takes them
- * from a package refuses "/" and "..".
+ * 0440, after structure, signature and digest have been checked; missing levels of destDir are made. Then an older file
+ * of that name goes, and none is left when writing fails; after an earlier refusal the older file is still there. The
+ * names in `target` are used as they stand: a caller that takes them from a package refuses "/" and "..".
  */
 TARN_BOOT_API uint32_t TARN_ExtractFromPackage(const char *packagePath, const char *target,
                                                const char *destDir) TARN_BOOT_NOEXCEPT;
@@ -186,7 +189,8 @@ TARN_BOOT_API uint32_t TARN_ExtractFromPackageAndChmod(const char *packagePath, 
                                                        uint32_t mode) TARN_BOOT_NOEXCEPT;
 /*
  * Finds site->name in the package open on `fd`, fills in the site and leaves `fd` at the payload. Structure and
- * signature are checked, the member's digest is not.
+ * signature are checked, no digest is: the payload may be one that the signed list does not speak of, even in a package
+ * that TARN_PackageVerify calls valid.
  */
 TARN_BOOT_API uint32_t SWM_FindFileSiteFromCc(int32_t fd, FileSite *site) TARN_BOOT_NOEXCEPT;
 /* Empties the cache under its mutex. SWM_OK or SWM_FAIL, the latter when the mutex could not be taken or given back. */
@@ -204,7 +208,10 @@ TARN_BOOT_API void ExtractCacheDrop(void) TARN_BOOT_NOEXCEPT;
 /* Fill the member list, and the signed list, unless the package is the cached one. */
 TARN_BOOT_API uint32_t ExtractCheckHeader(int32_t fd) TARN_BOOT_NOEXCEPT;
 TARN_BOOT_API uint32_t ExtractCheckSignature(int32_t fd) TARN_BOOT_NOEXCEPT;
-/* Put both signature members into the work directory, check them, return the list's path there (384 bytes). */
+/*
+ * Put both signature members into the work directory, check them, return the list's path there (384 bytes). A buffer it
+ * does not fit is left empty.
+ */
 TARN_BOOT_API uint32_t ExtractGetSignedFilelist(int32_t fd, char *pathOut, uint32_t pathOutSize) TARN_BOOT_NOEXCEPT;
 TARN_BOOT_API uint32_t ExtractPrepareSignatre(int32_t fd, const char *workdir) TARN_BOOT_NOEXCEPT;
 TARN_BOOT_API uint32_t ExtractVerifySignature(const char *workdir) TARN_BOOT_NOEXCEPT;
@@ -230,8 +237,9 @@ TARN_BOOT_API uint32_t ExtractParamCheckByFd(int32_t fd, const char *name) TARN_
  * are not looked at. Nothing is reused from the cache; on success the cache holds this package. Result TARN_VERIFY_… or
  * SWM_FAIL.
  *
- * When a digest does not match, the cache's mutex stays locked: this process will never again extract or verify, and
- * later calls block. Verify in a process of its own if that must not happen.
+ * When the walk over the signed files fails (a file missing, unreadable or with another digest), the cache's mutex
+ * stays locked: this process will never again extract or verify, and later calls block. TARN_VERIFY_MISMATCH does not
+ * tell this from a bad signature. Verify in a process of its own if that must not happen.
  */
 TARN_BOOT_API uint32_t TARN_PackageVerify(const char *packagePath) TARN_BOOT_NOEXCEPT;
 

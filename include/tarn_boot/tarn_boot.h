@@ -6,12 +6,13 @@
  *  2. Null rule. A null pointer, or an empty text where one is required (paths, names, directories, keys), is refused
  *     before anything is touched, with one error line. Predicates answer 0 to it in silence. Pointers that may be null
  *     are marked.
- *  3. Outputs are written on success only.
- *  4. Ownership. Lists and blocks made for a caller are the caller's and come from malloc: list records go back with
- * the list's release operation or free(). Descriptors handed in stay the caller's; their position moves.
+ *  3. Outputs are written on success only, but for the path buffers that say so.
+ *  4. Ownership. Lists and blocks made for a caller are the caller's and come from malloc: unlinked list records and
+ *     blocks go back with free(). Descriptors handed in stay the caller's; their position moves.
  *  5. Text is NUL-terminated; buffer sizes count the NUL. Offsets and lengths are bytes.
- *  6. Threads. Operations may run in any thread. Those that use the package cache (container.h) take its mutex for
- *     their whole length; callers serialise changes to any other shared file or list.
+ *  6. Threads. Operations may run in any thread. Requests that use the package cache (container.h) take its mutex for
+ *     their whole length, their single steps expect the caller to hold it; callers serialise changes to any other
+ *     shared file or list.
  *  7. Failures are reported through SWM_LogWrite of the platform library, at the place where they are found.
  */
 #ifndef TARN_BOOT_TARN_BOOT_H

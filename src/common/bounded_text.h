@@ -27,6 +27,12 @@ inline bool keepIfFormatted(int result, char *out, size_t outSize)
     return false;
 }
 
+// A fixed field may come without its NUL: no byte behind it is read, and then it does not fit.
+template <size_t size> bool formatField(char (&out)[size], const char (&field)[size])
+{
+    return keepIfFormatted(sprintf_s(out, size, "%.*s", static_cast<int>(size), field), out, size);
+}
+
 inline bool formatText(char *out, size_t outSize, const char *text)
 {
     return keepIfFormatted(sprintf_s(out, outSize, "%s", text), out, outSize);

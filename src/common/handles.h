@@ -53,7 +53,7 @@ using UniqueStream = std::unique_ptr<FILE, Releaser<fclose>>;
 using UniqueProfile = std::unique_ptr<SwmIniSection, Releaser<SWM_FreeProfile>>;
 template <class T> using HeapBlock = std::unique_ptr<T, Releaser<free>>;
 
-// Heap memory for one T, or for `count` bytes or elements of T; null when there is none. Uninitialised.
+// Heap memory for `count` elements of T; null when there is none. Uninitialised.
 template <class T> HeapBlock<T> allocate(size_t count = 1)
 {
     return HeapBlock<T>(static_cast<T *>(malloc(count * sizeof(T))));

@@ -1,5 +1,5 @@
 // Log lines of the library. Each macro sends one whole literal, so that searching for a logged line finds its source
-// and a device can filter by format. The lines carry the caller's file and line; errno is kept.
+// and a device can filter by format. Error lines carry the caller's file and line; errno is kept.
 #pragma once
 
 #include <cerrno>

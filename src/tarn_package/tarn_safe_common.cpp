@@ -1,5 +1,6 @@
 // The strict container reader, the per-process work directories and the loader of the signed file list. Formats:
 // docs/formats.md.
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <sched.h>
@@ -30,6 +31,12 @@ constexpr char kWorkdirBase[] = "/tmp";
 const char *moduleWord(uint32_t module)
 {
     return module == kExtractModule ? "extract" : "verify";
+}
+
+bool isLink(const char *path)
+{
+    struct stat status = {};
+    return lstat(path, &status) == 0 && S_ISLNK(status.st_mode);
 }
 
 uint32_t processId()
@@ -66,11 +73,13 @@ uint32_t SafeGetPkgHeader(int32_t fd, PackageHeader *buffer) noexcept
     if (lseek(fd, 0, SEEK_SET) < 0) {
         return BASE_FAIL("SafeGetPkgHeader: lseek failed, errno:%d.", errno);
     }
-    const int32_t got = TARN_FdRead(fd, buffer, kPackageHeaderSize);
+    PackageHeader header = {};
+    const int32_t got = TARN_FdRead(fd, &header, kPackageHeaderSize);
     if (got != static_cast<int32_t>(kPackageHeaderSize)) {
         return BASE_FAIL("SafeGetPkgHeader: get package header failed, need:%u, read:%d, errno:%d.", kPackageHeaderSize,
                          got, errno);
     }
+    *buffer = header;
     return SWM_OK;
 }
 
@@ -92,7 +101,7 @@ uint32_t SafeHeaderParseCheck(int32_t fd, uint32_t packageSize32, const PackageH
     if (header == nullptr || list == nullptr) {
         return BASE_FAIL("SafeHeaderParseCheck: get null param.");
     }
-    // Called on its own, it has no limit check before it: the table still ends after its last slot.
+    // Called on its own, it has no limit check before it: the table ends after its last slot all the same.
     const uint32_t count = toHost(header->fileCount);
     uint32_t runningEnd = kPackageHeaderSize;
     for (uint32_t slot = 0; slot < count && slot < kMaxMembers; ++slot) {
@@ -108,7 +117,7 @@ uint32_t SafeHeaderParseCheck(int32_t fd, uint32_t packageSize32, const PackageH
             return SWM_FAIL;
         }
     }
-    if (runningEnd != packageSize32) {
+    if (runningEnd != packageSize32 || count > kMaxMembers) {
         return BASE_FAIL("SafeHeaderParseCheck: package invalid, record size:%u, real size:%u.", runningEnd,
                          packageSize32);
     }
@@ -147,13 +156,15 @@ uint32_t SafeGetFileHeader(int32_t fd, uint32_t offset, MemberFileHeader *header
     if (lseek(fd, static_cast<off_t>(offset), SEEK_SET) < 0) {
         return BASE_FAIL("SafeGetFileHeader: package lseek failed, errno:%d.", errno);
     }
-    const int32_t got = TARN_FdRead(fd, headerBuffer, kMemberHeaderSize);
+    MemberFileHeader header = {};
+    const int32_t got = TARN_FdRead(fd, &header, kMemberHeaderSize);
     if (got != static_cast<int32_t>(kMemberHeaderSize)) {
         return BASE_FAIL("SafeGetFileHeader: package read file head failed,  need:%u, read:%d, errno:%d.",
                          kMemberHeaderSize, got, errno);
     }
-    headerBuffer->subfileName[sizeof(headerBuffer->subfileName) - 1] = '\0';
-    headerBuffer->fileName[sizeof(headerBuffer->fileName) - 1] = '\0';
+    header.subfileName[sizeof(header.subfileName) - 1] = '\0';
+    header.fileName[sizeof(header.fileName) - 1] = '\0';
+    *headerBuffer = header;
     return SWM_OK;
 }
 
@@ -167,13 +178,14 @@ uint32_t SafeCachePkgFile(uint32_t offset, uint32_t length, const MemberFileHead
     if (record == nullptr) {
         return BASE_FAIL("SafeCachePkgFile: malloc failed, errno:%d.", errno);
     }
+    *record = {};
     record->memberOffset = offset;
     record->memberLength = length;
     record->payloadLength = toHost(fileHeader->payloadLength);
-    if (!formatText(record->fileName, sizeof(record->fileName), fileHeader->fileName)) {
+    if (!formatField(record->fileName, fileHeader->fileName)) {
         return BASE_FAIL("SafeCachePkgFile: sprintf file name failed.");
     }
-    if (!formatText(record->subfileName, sizeof(record->subfileName), fileHeader->subfileName)) {
+    if (!formatField(record->subfileName, fileHeader->subfileName)) {
         return BASE_FAIL("SafeCachePkgFile: sprintf subfile name failed.");
     }
     RecordList<PkgMemberRecord>(*list).append(std::move(record));
@@ -200,9 +212,12 @@ uint32_t TARN_SafeGetFileHash(int32_t fd, const PkgMemberRecord *record, char *d
     if (lseek(fd, static_cast<off_t>(record->memberOffset), SEEK_SET) < 0) {
         return BASE_FAIL("TARN_SafeGetFileHash: lseek failed, errno:%d.", errno);
     }
-    if (SWM_CalcFileSHA256ValueByFileHandleStr(fd, record->memberLength, digestOut, digestOutSize) != 0) {
+    char digest[kDigestTextSize] = "";
+    const uint32_t size = std::min(digestOutSize, static_cast<uint32_t>(sizeof(digest)));
+    if (SWM_CalcFileSHA256ValueByFileHandleStr(fd, record->memberLength, digest, size) != 0) {
         return BASE_FAIL("TARN_SafeGetFileHash: calc hash failed.");
     }
+    memcpy(digestOut, digest, size);
     return SWM_OK;
 }
 
@@ -279,8 +294,11 @@ void TARN_SafeDeleteWorkdir(uint32_t module) noexcept
         BASE_ERROR("TARN_SafeDeleteWorkdir: module(%u) get workdir failed.", module);
         return;
     }
-    SafeDeleteTempFile(workdir, kSignedListName);
-    SafeDeleteTempFile(workdir, kSignatureName);
+    // Anyone may have planted a link of this guessable name: what it points to is not ours to empty.
+    if (!isLink(workdir)) {
+        SafeDeleteTempFile(workdir, kSignedListName);
+        SafeDeleteTempFile(workdir, kSignatureName);
+    }
     if (rmdir(workdir) != 0) {
         BASE_ERROR("TARN_SafeDeleteWorkdir: remove workdir(%s) failed, errno:%d.", workdir, errno);
     }
@@ -361,8 +379,11 @@ uint32_t SafeGetKeyValue(const SwmIniKey *keys, const char *key, char *out, uint
         return BASE_FAIL("SafeGetKeyValue: get null param.");
     }
     for (const SwmIniKey *item = keys; item != nullptr; item = item->next) {
-        if (strcmp(item->name, key) != 0 || item->value == nullptr) {
+        if (strcmp(item->name, key) != 0) {
             continue;
+        }
+        if (item->value == nullptr) {
+            break;
         }
         if (!formatText(out, outSize, item->value)) {
             return BASE_FAIL("SafeGetKeyValue: sprintf failed, key(%s) value(%s).", key, item->value);

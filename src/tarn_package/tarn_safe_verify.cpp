@@ -9,13 +9,12 @@
 #include "common/bounded_text.h"
 #include "common/handles.h"
 #include "common/log.h"
-#include "tarn_package/package_layout.h"
 
 using namespace tarn;
 
 namespace {
 
-// A path may have one character more than a buffer of this size holds with its NUL.
+// One character more than the container subsystem's path buffers hold with their NUL.
 constexpr size_t kPathLengthLimit = 385;
 
 struct ResultPair {
@@ -60,7 +59,7 @@ uint32_t TARN_PackageVerify(const char *packagePath) noexcept
         return VerifyResultConvert(result);
     }
     if (VerifyCheckIntegrity(packagePath) != SWM_OK) {
-        // The mutex stays locked, deliberately: a process that met a package with a false digest extracts nothing more.
+        // The mutex stays locked, deliberately: a process that met such a package extracts nothing more.
         BASE_ERROR("TARN_PackageVerify: package integrity check failed.");
         return TARN_VERIFY_MISMATCH;
     }
