@@ -103,10 +103,12 @@ TEST_F(WorkdirTest, PlantedPathsAreRefused)
     fs::remove(path);
 
     fs::create_directory(dir / "elsewhere");
+    writeFile(dir / "elsewhere/signature_pss_cms", "x");
     fs::create_directory_symlink(dir / "elsewhere", path);
     EXPECT_EQ(TARN_SafeCreateWorkdir(0), SWM_FAIL);
     EXPECT_TRUE(logged(
         {error("TARN_SafeDeleteWorkdir: remove workdir(%s) failed, errno:%d.", path.c_str(), ENOTDIR), refused}));
+    EXPECT_TRUE(fs::exists(dir / "elsewhere/signature_pss_cms")) << "nothing is removed behind a planted link";
     fs::remove(path);
 
     if (geteuid() == 0) {
