@@ -1,7 +1,6 @@
 // tarn keys: signing keys for development.
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <fcntl.h>
 #include <filesystem>
 #include <memory>
@@ -9,6 +8,7 @@
 #include <unistd.h>
 
 #include "command.h"
+#include "packaging/error.h"
 #include "packaging/output_file.h"
 #include "packaging/signer.h"
 #include "terminal.h"
@@ -42,7 +42,7 @@ void writeConfig(const fs::path &path, const std::string &text)
 {
     const packaging::Descriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
     if (file.get() < 0 || write(file.get(), text.data(), text.size()) != static_cast<ssize_t>(text.size())) {
-        failWith(escaped(path.string()) + ": cannot be written: " + strerror(errno));
+        failWith(escaped(path.string()) + ": cannot be written: " + packaging::errorText(errno));
     }
 }
 

@@ -28,7 +28,7 @@ void keepFirst(uint32_t level, const char *line)
     const bool isMoreSevere = g_keptLevel == 0 || level < g_keptLevel;
     if (level <= SWM_LOG_WARNING && isMoreSevere) {
         g_keptLevel = level;
-        snprintf(g_keptLine, sizeof(g_keptLine), "%s", line);
+        static_cast<void>(snprintf(g_keptLine, sizeof(g_keptLine), "%s", line));
     }
 }
 
@@ -40,7 +40,8 @@ void SWM_LogWrite(uint32_t, uint32_t level, const char *format, ...)
     char line[kLineSize] = "";
     va_list arguments;
     va_start(arguments, format);
-    vsnprintf(line, sizeof(line), format, arguments);
+    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): va_start is above
+    static_cast<void>(vsnprintf(line, sizeof(line), format, arguments));
     va_end(arguments);
     {
         const std::lock_guard lock(g_mutex);

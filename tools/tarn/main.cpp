@@ -126,7 +126,7 @@ int main(int argc, char **argv)
     try {
         status = tarn::tool::runTool(argc, argv);
     } catch (const std::exception &error) {
-        fprintf(stderr, "tarn: %s\n", error.what());
+        tarn::tool::printError(std::string("tarn: ") + error.what() + "\n");
     }
     // A full disk behind a redirection must not look like success.
     if (fflush(stdout) != 0 || ferror(stdout) != 0) {

@@ -13,6 +13,7 @@
 
 #include "exit_status.h"
 #include "library_log.h"
+#include "packaging/error.h"
 #include "text.h"
 
 namespace tarn::tool {
@@ -26,7 +27,7 @@ constexpr size_t kMaxListSize = 4 * 1024 * 1024; // as the platform bounds it
 [[noreturn]] void failWithErrno(const std::string &path, const char *action)
 {
     const int error = errno;
-    failWith(escaped(path) + ": cannot " + action + ": " + strerror(error));
+    failWith(escaped(path) + ": cannot " + action + ": " + packaging::errorText(error));
 }
 
 struct FreeProfile {

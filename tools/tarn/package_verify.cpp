@@ -232,7 +232,7 @@ void printVerdict(const PkgMemberRecord &member, const MemberVerdict &verdict)
         line += "            signed " + escaped(verdict.expected) + "\n            found  " + verdict.digest + "\n";
     }
     printOut(line);
-    fflush(stdout);
+    static_cast<void>(fflush(stdout));
 }
 
 // Brings the verified list of the package into the cache, nothing reused. Expects the lock.

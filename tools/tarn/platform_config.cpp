@@ -3,12 +3,12 @@
 
 #include <cerrno>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "exit_status.h"
+#include "packaging/error.h"
 #include "text.h"
 
 namespace tarn::tool {
@@ -35,7 +35,8 @@ void usePlatformConfig(const std::string &path)
     }
     struct stat status = {};
     if (stat(path.c_str(), &status) != 0) {
-        refuse(path, strerror(errno), "name an existing file, for example DIR/basic.conf of \"tarn keys new DIR\"");
+        refuse(path, packaging::errorText(errno),
+               "name an existing file, for example DIR/basic.conf of \"tarn keys new DIR\"");
     }
     if (!S_ISREG(status.st_mode) || access(path.c_str(), R_OK) != 0) {
         refuse(path, "not a readable regular file", "name a configuration file");
@@ -44,6 +45,7 @@ void usePlatformConfig(const std::string &path)
         refuse(path, "others could change it: it must belong to root or to you, writable by its owner only",
                "chmod go-w, or chown, the file");
     }
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing else runs yet
     setenv("TARN_BASIC_CONFIG", std::filesystem::absolute(path).c_str(), 1);
 }
 

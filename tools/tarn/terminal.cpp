@@ -20,8 +20,10 @@ constexpr size_t kBarWidth = 30;
 
 bool wantsColour(int fd)
 {
+    // NOLINTBEGIN(concurrency-mt-unsafe): nobody changes the environment any more
     const char *refused = getenv("NO_COLOR");
     const char *term = getenv("TERM");
+    // NOLINTEND(concurrency-mt-unsafe)
     return isatty(fd) == 1 && (refused == nullptr || *refused == '\0') && term != nullptr && strcmp(term, "dumb") != 0;
 }
 
@@ -42,7 +44,7 @@ uint64_t bytesRead()
         if (fscanf(stream, "rchar: %llu", &count) != 1) {
             count = 0;
         }
-        fclose(stream);
+        static_cast<void>(fclose(stream));
     }
     return count;
 }

@@ -73,10 +73,11 @@ std::string format(const char *pattern, ...)
     va_start(arguments, pattern);
     va_list again;
     va_copy(again, arguments);
+    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): va_start is above
     const int size = vsnprintf(nullptr, 0, pattern, arguments);
     va_end(arguments);
     std::string text(size > 0 ? static_cast<size_t>(size) : 0, '\0');
-    vsnprintf(text.data(), text.size() + 1, pattern, again);
+    static_cast<void>(vsnprintf(text.data(), text.size() + 1, pattern, again));
     va_end(again);
     return text;
 }
@@ -113,13 +114,15 @@ std::string counted(uint64_t count, const char *noun)
 
 std::string humanSize(uint64_t bytes)
 {
-    if (bytes < 10 * 1024) {
+    constexpr uint64_t kKiB = 1024;
+    constexpr uint64_t kMiB = kKiB * kKiB;
+    if (bytes < 10 * kKiB) {
         return counted(bytes, "byte");
     }
-    if (bytes < 1024 * 1024) {
-        return format("%.1f KiB", static_cast<double>(bytes) / 1024);
+    if (bytes < kMiB) {
+        return format("%.1f KiB", static_cast<double>(bytes) / kKiB);
     }
-    return format("%.1f MiB", static_cast<double>(bytes) / (1024 * 1024));
+    return format("%.1f MiB", static_cast<double>(bytes) / kMiB);
 }
 
 std::string Table::text() const
@@ -144,13 +147,14 @@ std::string Table::text() const
 
 void printOut(std::string_view text)
 {
-    fwrite(text.data(), 1, text.size(), stdout);
+    // A failure stays with the stream until the end of the program, which looks for it.
+    static_cast<void>(fwrite(text.data(), 1, text.size(), stdout));
 }
 
 void printError(std::string_view text)
 {
-    fflush(stdout);
-    fwrite(text.data(), 1, text.size(), stderr);
+    static_cast<void>(fflush(stdout));
+    static_cast<void>(fwrite(text.data(), 1, text.size(), stderr));
 }
 
 } // namespace tarn::tool

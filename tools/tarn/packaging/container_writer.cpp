@@ -16,7 +16,7 @@ namespace tarn::packaging {
 
 namespace {
 
-constexpr size_t kChunk = 128 * 1024;
+constexpr size_t kChunk = 131072;
 // Offsets and lengths are 32-bit: the last byte of a package has an offset below this end.
 constexpr uint64_t kMaxPackageSize = std::numeric_limits<uint32_t>::max();
 

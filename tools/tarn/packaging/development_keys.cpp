@@ -1,6 +1,5 @@
 // Throw-away keys for development: a CA that signs itself and a signing certificate it has issued.
 #include <cerrno>
-#include <cstring>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -110,7 +109,7 @@ public:
     {
         const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
         if (fd < 0) {
-            throw PackagingError(path.string() + ": cannot be made: " + strerror(errno));
+            throw PackagingError(path.string() + ": cannot be made: " + errorText(errno));
         }
         made.push_back(path);
         const BioPtr bio(BIO_new_fd(fd, BIO_CLOSE));
@@ -129,7 +128,7 @@ private:
 void makeDirectory(const fs::path &dir)
 {
     if (mkdir(dir.c_str(), 0700) != 0 && (errno != EEXIST || !fs::is_directory(dir))) {
-        throw PackagingError(dir.string() + ": cannot be made: " + strerror(errno));
+        throw PackagingError(dir.string() + ": cannot be made: " + errorText(errno));
     }
 }
 

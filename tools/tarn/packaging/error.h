@@ -2,6 +2,8 @@
 #pragma once
 
 #include <stdexcept>
+#include <string>
+#include <system_error>
 
 namespace tarn::packaging {
 
@@ -10,5 +12,11 @@ class PackagingError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
+
+// A system error in words.
+inline std::string errorText(int error)
+{
+    return std::generic_category().message(error);
+}
 
 } // namespace tarn::packaging

@@ -2,7 +2,6 @@
 #include "packaging/output_file.h"
 
 #include <cerrno>
-#include <cstring>
 #include <fcntl.h>
 #include <string>
 #include <sys/stat.h>
@@ -19,7 +18,7 @@ namespace {
 [[noreturn]] void failWithErrno(const fs::path &path, const char *action)
 {
     const int error = errno;
-    throw PackagingError(path.string() + ": cannot " + action + ": " + strerror(error));
+    throw PackagingError(path.string() + ": cannot " + action + ": " + errorText(error));
 }
 
 fs::path directoryOf(const fs::path &path)

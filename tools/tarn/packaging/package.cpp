@@ -77,6 +77,7 @@ std::vector<Member> inputMembers(const std::vector<Input> &inputs)
         owners.emplace(name + kSuffix, "");
     }
     std::vector<Member> members;
+    members.reserve(inputs.size());
     for (const Input &input : inputs) {
         const std::string name = input.name.empty() ? input.source.filename().string() : input.name;
         checkName(input, name);
@@ -111,6 +112,7 @@ std::vector<Member> signatureMembers(std::vector<Digested> digested, const Signe
         std::rotate(digested.begin(), smallest, smallest + 1);
     }
     std::vector<ListedFile> files;
+    files.reserve(digested.size());
     for (const Digested &entry : digested) {
         files.push_back(entry.file);
     }
@@ -145,6 +147,7 @@ std::string fileNameFor(const std::string &subfileName)
 std::vector<Member> withSignature(std::vector<Member> members, const Signer &signer)
 {
     std::vector<Digested> digested;
+    digested.reserve(members.size());
     for (const Member &member : members) {
         digested.push_back({{member.fileName, memberDigest(member)}, payloadSize(member)});
     }
@@ -166,6 +169,7 @@ void createPackage(const fs::path &out, const std::vector<Input> &inputs, const 
     checkMembers(members);
     ContainerFile container(out);
     std::vector<Digested> digested;
+    digested.reserve(members.size());
     for (const Member &member : members) {
         std::string digest;
         container.add(member, signer == nullptr ? nullptr : &digest);

@@ -3,7 +3,6 @@
 #include "packaging/signer.h"
 
 #include <algorithm>
-#include <cstring>
 #include <vector>
 
 #include <openssl/pem.h>
@@ -83,8 +82,10 @@ std::string encoded(const X509_ATTRIBUTE *attribute)
 // The signed attributes as they are signed: a DER "SET OF", whose elements stand in the order of their encodings.
 std::string encodedAttributes(const CMS_SignerInfo *info)
 {
+    const int count = CMS_signed_get_attr_count(info);
     std::vector<std::string> attributes;
-    for (int index = 0; index < CMS_signed_get_attr_count(info); ++index) {
+    attributes.reserve(static_cast<size_t>(count));
+    for (int index = 0; index < count; ++index) {
         attributes.push_back(encoded(CMS_signed_get_attr(info, index)));
     }
     std::sort(attributes.begin(), attributes.end());
@@ -95,7 +96,7 @@ std::string encodedAttributes(const CMS_SignerInfo *info)
     std::string set(static_cast<size_t>(ASN1_object_size(1, static_cast<int>(content.size()), V_ASN1_SET)), '\0');
     auto *place = reinterpret_cast<unsigned char *>(set.data());
     ASN1_put_object(&place, 1, static_cast<int>(content.size()), V_ASN1_SET, V_ASN1_UNIVERSAL);
-    memcpy(place, content.data(), content.size());
+    std::copy(content.begin(), content.end(), place);
     return set;
 }
 
