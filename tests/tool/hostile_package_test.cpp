@@ -15,8 +15,8 @@ const char *const kNames[] = {"\x1b[2J\x1b[31mowned",
                               "\xE2\x80\xAEtxt.exe",
                               "\xFF\xFE",
                               "back\\slash",
-                              "\xC2\x9B"
-                              "31m"};
+                              ("\xC2\x9B"
+                               "31m")};
 
 class HostilePackageTest : public testing::Test {
 protected:

@@ -157,7 +157,7 @@ TEST_F(PackageShowTest, HeaderRemarksOnWhatReadersDoNotCheck)
 
 TEST_F(PackageShowTest, HeaderReadsAsMuchAsThereIs)
 {
-    for (const uint64_t size : {0, 3, 8, 40, 80, 6179, 6180, 6500}) {
+    for (const unsigned size : {0u, 3u, 8u, 40u, 80u, 6179u, 6180u, 6500u}) {
         SCOPED_TRACE(size);
         const SmallPackage fresh(dir);
         truncateTo(package.path, size);
