@@ -34,3 +34,7 @@ endif()
 if(TARN_BUILD_FUZZ)
     target_compile_options(tarn_flags INTERFACE -fsanitize=fuzzer-no-link)
 endif()
+
+# For programs whose own speed does not matter: compiling them takes most of a build, optimising them most of that.
+add_library(tarn_fast_build INTERFACE)
+target_compile_options(tarn_fast_build INTERFACE -O0 -U_FORTIFY_SOURCE)
