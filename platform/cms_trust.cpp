@@ -2,6 +2,8 @@
 // lists are not looked at.
 #include "cms_trust.h"
 
+#include <string_view>
+
 #include <openssl/err.h>
 #include <openssl/objects.h>
 #include <openssl/pem.h>
@@ -28,7 +30,21 @@ int refusePassword(char *, int, int, void *)
     return -1;
 }
 
-// Hands each PEM object of a file to add(), which takes it over. False unless all can be read and there is one.
+// The lines that frame objects, or did before they were damaged. Comments between the objects have no such dashes.
+size_t countFraming(std::string_view text)
+{
+    size_t count = 0;
+    while (!text.empty()) {
+        const std::string_view line = text.substr(0, text.find('\n'));
+        count += line.starts_with('-') || line.find("---") != std::string_view::npos;
+        text.remove_prefix(line.size() < text.size() ? line.size() + 1 : line.size());
+    }
+    return count;
+}
+
+// Hands each PEM object of a file to add(), which takes a reference. False unless there is one and every object is of
+// that type and can be read. libcrypto skips other types and whatever stands behind a damaged first line, so the
+// framing is counted: a revocation list that gets lost would make a revoked certificate valid again.
 template <typename Handle, auto Read, typename Add> bool readPem(const char *path, Add add)
 {
     size_t size = 0;
@@ -37,17 +53,16 @@ template <typename Handle, auto Read, typename Add> bool readPem(const char *pat
     if (source == nullptr) {
         return false;
     }
-    bool hasAny = false;
-    for (;;) {
+    for (size_t objects = 0;; ++objects) {
         const Handle object(Read(source.get(), nullptr, refusePassword, nullptr));
         if (object == nullptr) {
             // The end of the file, and not an object that is damaged.
-            return hasAny && ERR_GET_REASON(ERR_peek_last_error()) == PEM_R_NO_START_LINE;
+            const bool isEnd = ERR_GET_REASON(ERR_peek_last_error()) == PEM_R_NO_START_LINE;
+            return isEnd && objects > 0 && countFraming({text.get(), size}) == 2 * objects;
         }
         if (!add(object.get())) {
             return false;
         }
-        hasAny = true;
     }
 }
 

@@ -60,17 +60,22 @@ uint32_t configuredNumber(const char *key, uint32_t *out)
     return kSuccess;
 }
 
+template <typename Argument> bool control(int device, unsigned long request, Argument argument)
+{
+    return retried([&] { return ::ioctl(device, request, argument); }) == 0;
+}
+
 // Kernels before 5.8 have no LOOP_CONFIGURE; there the device is visible for a moment without its offset.
 bool attachInTwoSteps(int device, int image, const loop_info64 &info)
 {
-    if (::ioctl(device, LOOP_SET_FD, image) != 0) {
+    if (!control(device, LOOP_SET_FD, image)) {
         return false;
     }
-    if (retried([&] { return ::ioctl(device, LOOP_SET_STATUS64, &info); }) == 0) {
+    if (control(device, LOOP_SET_STATUS64, &info)) {
         return true;
     }
     const ErrnoKeeper keeper;
-    (void)::ioctl(device, LOOP_CLR_FD, 0);
+    (void)control(device, LOOP_CLR_FD, 0);
     return false;
 }
 
@@ -80,7 +85,7 @@ bool attach(int device, int image, uint32_t offset)
     config.fd = static_cast<uint32_t>(image);
     config.info.lo_offset = offset;
     config.info.lo_flags = LO_FLAGS_READ_ONLY;
-    if (::ioctl(device, LOOP_CONFIGURE, &config) == 0) {
+    if (control(device, LOOP_CONFIGURE, &config)) {
         return true;
     }
     if (errno != EINVAL && errno != ENOTTY && errno != ENOSYS) {
@@ -89,32 +94,33 @@ bool attach(int device, int image, uint32_t offset)
     return attachInTwoSteps(device, image, config.info);
 }
 
-// The device's number, or -1.
-int attachToFree(int image, uint32_t offset, uint32_t pathSize)
+// Stores the device's path; a buffer that is too small for it is refused before anything is attached.
+uint32_t attachToFree(int image, uint32_t offset, char *pathOut, uint32_t pathSize)
 {
-    const Descriptor control(retried([] { return ::open("/dev/loop-control", O_RDWR | kOpenFlags); }));
-    if (!control) {
-        return -1;
+    const Descriptor all(retried([] { return ::open("/dev/loop-control", O_RDWR | kOpenFlags); }));
+    if (!all) {
+        return kFailure;
     }
     for (int attempt = 0; attempt < kLoopAttempts; ++attempt) {
-        const int number = ::ioctl(control.get(), LOOP_CTL_GET_FREE);
-        char path[32];
+        const int number = retried([&] { return ::ioctl(all.get(), LOOP_CTL_GET_FREE); });
         if (number < 0) {
-            return -1;
+            return kFailure;
         }
-        if (snprintf(path, sizeof path, "/dev/loop%d", number) >= static_cast<int>(pathSize)) {
-            errno = ENAMETOOLONG;
-            return -1;
+        char path[32];
+        const auto length = static_cast<size_t>(snprintf(path, sizeof path, "/dev/loop%d", number));
+        if (length >= pathSize) {
+            return refuse(ENAMETOOLONG);
         }
         const Descriptor device(retried([&] { return ::open(path, kReadFlags | O_NOFOLLOW); }));
         if (device && attach(device.get(), image, offset)) {
-            return number;
+            return storeText(path, length, pathOut, pathSize);
         }
-        if (errno != EBUSY) {
-            return -1;
+        // EAGAIN: the kernel still holds pages of the device's last image.
+        if (errno != EBUSY && errno != EAGAIN) {
+            return kFailure;
         }
     }
-    return -1;
+    return kFailure;
 }
 
 bool isLoopDevice(const struct stat &status)
@@ -154,12 +160,7 @@ uint32_t TARN_MountLoopDev(const char *imagePath, uint32_t offset, char *deviceO
         return refuse(EINVAL);
     }
     const Descriptor image = openRegular(imagePath, O_RDONLY);
-    const int number = image ? attachToFree(image.get(), offset, outSize) : -1;
-    if (number < 0) {
-        return kFailure;
-    }
-    snprintf(deviceOut, outSize, "/dev/loop%d", number);
-    return kSuccess;
+    return image ? attachToFree(image.get(), offset, deviceOut, outSize) : kFailure;
 }
 
 uint32_t TARN_DelLoopDev(const char *devicePath)
@@ -182,5 +183,5 @@ uint32_t TARN_DelLoopDev(const char *devicePath)
     if (!isLoopDevice(status)) {
         return refuse(ENOTBLK);
     }
-    return ::ioctl(device.get(), LOOP_CLR_FD, 0) == 0 ? kSuccess : kFailure;
+    return control(device.get(), LOOP_CLR_FD, 0) ? kSuccess : kFailure;
 }

@@ -48,7 +48,8 @@ bool hashChunks(int fd, uint64_t limit, EVP_MD_CTX *context, uint64_t *hashed)
         return false;
     }
     uint64_t done = 0;
-    while (done < limit) {
+    // Nothing at all is read too: that tells whether the descriptor is one to read from.
+    do {
         const size_t wanted = limit - done < room ? static_cast<size_t>(limit - done) : room;
         const ssize_t count = retried([&] { return ::read(fd, chunk.get(), wanted); });
         if (count < 0) {
@@ -62,7 +63,7 @@ bool hashChunks(int fd, uint64_t limit, EVP_MD_CTX *context, uint64_t *hashed)
             return false;
         }
         done += static_cast<uint64_t>(count);
-    }
+    } while (done < limit);
     *hashed = done;
     return true;
 }

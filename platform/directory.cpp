@@ -19,8 +19,10 @@ constexpr uint32_t kKeepId = UINT32_MAX; // as chown has it
 
 // What becomes of the levels that a walk makes.
 struct LevelRule {
-    mode_t mode = 0;         // under the umask
-    bool isFinished = false; // owner and final mode are set on each level made
+    bool mayMake = true;
+    mode_t mode = 0;              // under the umask
+    bool isFinished = false;      // owner and final mode are set on each level made
+    bool isOwnerOptional = false; // who is not root and may not set the owner goes without
     uint32_t uid = kKeepId;
     uint32_t gid = kKeepId;
     mode_t finalMode = 0;
@@ -32,11 +34,12 @@ struct Level {
 };
 
 // Owner before mode: a change of owner clears the set-id bits.
-bool finishLevel(int fd, uint32_t uid, uint32_t gid, mode_t mode)
+bool finishLevel(int fd, const LevelRule &rule)
 {
-    const bool isOwned =
-        (uid == kKeepId && gid == kKeepId) || ::fchown(fd, uid, gid) == 0 || (errno == EPERM && ::geteuid() != 0);
-    return isOwned && ::fchmod(fd, mode & kPermissionBits) == 0;
+    const bool keepsOwner = rule.uid == kKeepId && rule.gid == kKeepId;
+    const bool isOwned = keepsOwner || ::fchown(fd, rule.uid, rule.gid) == 0 ||
+                         (rule.isOwnerOptional && errno == EPERM && ::geteuid() != 0);
+    return isOwned && ::fchmod(fd, rule.finalMode & kPermissionBits) == 0;
 }
 
 void removeLevel(int parent, const char *name)
@@ -49,8 +52,8 @@ void removeLevel(int parent, const char *name)
 Level enterLevel(const Level &parent, const char *name, bool isLast, const LevelRule &rule)
 {
     Level level;
-    level.isMade = ::mkdirat(parent.fd.get(), name, rule.mode) == 0;
-    if (!level.isMade && errno != EEXIST) {
+    level.isMade = rule.mayMake && ::mkdirat(parent.fd.get(), name, rule.mode) == 0;
+    if (rule.mayMake && !level.isMade && errno != EEXIST) {
         return level;
     }
     // A level to be finished is opened for real: fchown and fchmod refuse a mere path descriptor.
@@ -58,8 +61,7 @@ Level enterLevel(const Level &parent, const char *name, bool isLast, const Level
     const int flags =
         O_DIRECTORY | kOpenFlags | (isReal ? O_RDONLY : O_PATH) | (level.isMade || isLast ? O_NOFOLLOW : 0);
     level.fd = Descriptor(retried([&] { return ::openat(parent.fd.get(), name, flags); }));
-    if (level.fd && level.isMade && rule.isFinished &&
-        !finishLevel(level.fd.get(), rule.uid, rule.gid, rule.finalMode)) {
+    if (level.fd && level.isMade && rule.isFinished && !finishLevel(level.fd.get(), rule)) {
         level.fd = Descriptor();
     }
     if (!level.fd && level.isMade) {
@@ -69,7 +71,7 @@ Level enterLevel(const Level &parent, const char *name, bool isLast, const Level
 }
 
 // Walks the first `length` bytes of a path. On failure the result has no descriptor.
-Level makeLevels(const char *path, size_t length, const LevelRule &rule, LevelRule lastRule)
+Level makeLevels(const char *path, size_t length, const LevelRule &rule, const LevelRule &lastRule)
 {
     Level level;
     if (length == 0) {
@@ -124,11 +126,7 @@ bool resolveId(const char *name, uint32_t (*lookUp)(const char *, uint32_t), uin
     if (!parseNumber(name, id)) {
         *id = lookUp(name, kKeepId);
     }
-    if (*id == kKeepId && ::geteuid() == 0) {
-        errno = EINVAL;
-        return false;
-    }
-    return true;
+    return *id != kKeepId || ::geteuid() != 0;
 }
 
 uint32_t createDirectory(const char *path, uint32_t mode, const char *owner, const char *group)
@@ -137,10 +135,12 @@ uint32_t createDirectory(const char *path, uint32_t mode, const char *owner, con
         return refuse(EINVAL);
     }
     constexpr mode_t kLevelMode = 0755;
-    const LevelRule rule{.mode = kLevelMode};
-    LevelRule lastRule{.mode = S_IRWXU, .isFinished = true, .finalMode = mode};
+    LevelRule rule{.mode = S_IRWXU, .isFinished = true, .finalMode = kLevelMode};
+    LevelRule lastRule{.mode = S_IRWXU, .isFinished = true, .isOwnerOptional = true, .finalMode = mode};
     if (!resolveId(owner, TARN_GetUidByName, &lastRule.uid) || !resolveId(group, TARN_GetGidByName, &lastRule.gid)) {
-        return kFailure;
+        // A directory that is there already needs no owner; any other is not begun without one.
+        rule.mayMake = false;
+        lastRule.mayMake = false;
     }
     return makeLevels(path, strlen(path), rule, lastRule).fd ? kSuccess : kFailure;
 }
@@ -173,7 +173,7 @@ uint32_t SWM_MkParentDir(const char *path, uint32_t uid, uint32_t gid, uint32_t 
     if (length == 0) {
         return kSuccess; // the current directory is there
     }
-    LevelRule rule{.mode = S_IRWXU, .isFinished = true, .uid = uid, .gid = gid, .finalMode = mode};
+    const LevelRule rule{.mode = S_IRWXU, .isFinished = true, .uid = uid, .gid = gid, .finalMode = mode};
     return makeLevels(path, length, rule, rule).fd ? kSuccess : kFailure;
 }
 

@@ -213,7 +213,8 @@ uint32_t SWM_Open(const char *path, int32_t flags, int32_t *fdOut, ...)
         mode = static_cast<mode_t>(va_arg(arguments, uint32_t));
         va_end(arguments);
     }
-    if (path == nullptr || fdOut == nullptr) {
+    // A nameless file would need a mode too, and nobody asks for one.
+    if (path == nullptr || fdOut == nullptr || (flags & O_TMPFILE) == O_TMPFILE) {
         return refuse(EINVAL);
     }
     Descriptor fd = openFile(path, flags, mode);

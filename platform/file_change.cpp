@@ -126,13 +126,18 @@ public:
             return false;
         }
         (void)fd.release();
-        // Removing while reading may hide entries, so passes go on until one finds nothing.
-        int found = 1;
-        while (found > 0) {
+        // Removing while reading may hide entries, so passes go on until one finds nothing; but somebody who keeps
+        // making new ones must not hold us.
+        constexpr int kMaxPasses = 16;
+        for (int pass = 0; pass < kMaxPasses; ++pass) {
             ::rewinddir(directory.get());
-            found = removeEntries(directory.get(), depth);
+            const int found = removeEntries(directory.get(), depth);
+            if (found <= 0) {
+                return found == 0;
+            }
         }
-        return found == 0;
+        errno = ENOTEMPTY;
+        return false;
     }
 
     bool removeDirectory(int parent, const char *name, unsigned depth)
@@ -161,8 +166,7 @@ private:
             }
             const int parent = ::dirfd(directory);
             if (::unlinkat(parent, entry->d_name, 0) != 0) {
-                const bool isDirectory = errno == EISDIR || errno == EPERM;
-                if (!isDirectory || !removeDirectory(parent, entry->d_name, depth + 1)) {
+                if (errno != EISDIR || !removeDirectory(parent, entry->d_name, depth + 1)) {
                     return -1;
                 }
             }
@@ -207,24 +211,57 @@ bool finishMarker(int fd, int directory, uint32_t uid, uint32_t gid, mode_t mode
     return ::fchmod(fd, mode & kPermissionBits) == 0 && syncFile(fd) && syncFile(directory);
 }
 
+bool isPathOnly(int fd)
+{
+    return (::fcntl(fd, F_GETFL) & O_PATH) != 0;
+}
+
+// fchmod refuses a descriptor of a mere path, but its name in /proc leads to the same file.
+bool setMode(int fd, mode_t mode)
+{
+    mode &= kPermissionBits;
+    if (!isPathOnly(fd)) {
+        return ::fchmod(fd, mode) == 0;
+    }
+    char name[32];
+    snprintf(name, sizeof name, "/proc/self/fd/%d", fd);
+    return ::chmod(name, mode) == 0;
+}
+
 // File systems without such attributes have nothing to clear.
 bool clearProtection(int fd)
 {
-    int attributes = 0;
-    if (::ioctl(fd, FS_IOC_GETFLAGS, &attributes) != 0) {
+    // Some file systems store a long where others store an int.
+    int attributes[sizeof(long) / sizeof(int)] = {};
+    if (retried([&] { return ::ioctl(fd, FS_IOC_GETFLAGS, attributes); }) != 0) {
         return errno == ENOTTY || errno == EOPNOTSUPP || errno == ENOSYS || errno == EINVAL;
     }
     constexpr int kProtected = FS_IMMUTABLE_FL | FS_APPEND_FL;
-    if ((attributes & kProtected) == 0) {
+    if ((attributes[0] & kProtected) == 0) {
         return true;
     }
-    attributes &= ~kProtected;
-    return ::ioctl(fd, FS_IOC_SETFLAGS, &attributes) == 0;
+    attributes[0] &= ~kProtected;
+    return retried([&] { return ::ioctl(fd, FS_IOC_SETFLAGS, attributes); }) == 0;
 }
 
+// A file whose mode is to change. Its owner may change it without being able to read the file; then only the path is
+// opened.
 Descriptor openWithoutLinks(const char *path)
 {
-    return openFile(path, O_RDONLY | O_NOFOLLOW);
+    Descriptor fd = openFile(path, O_RDONLY | O_NOFOLLOW);
+    if (fd || errno != EACCES) {
+        return fd;
+    }
+    fd = openFile(path, O_PATH | O_NOFOLLOW);
+    struct stat status;
+    if (!fd || ::fstat(fd.get(), &status) != 0) {
+        return Descriptor();
+    }
+    if (S_ISLNK(status.st_mode)) {
+        errno = ELOOP;
+        return Descriptor();
+    }
+    return fd;
 }
 
 uint32_t deleteFile(const char *path)
@@ -285,7 +322,7 @@ uint32_t SWM_RemoveDir(const char *dir)
     }
     const Descriptor parent = openDirectory(split.directory.get());
     struct stat status;
-    if (!parent || ::fstatat(parent.get(), split.name, &status, AT_SYMLINK_NOFOLLOW) != 0) {
+    if (!parent || ::fstat(parent.get(), &status) != 0) {
         return kFailure;
     }
     return TreeRemover(status.st_dev).removeDirectory(parent.get(), split.name, 0) ? kSuccess : kFailure;
@@ -297,7 +334,7 @@ uint32_t SWM_FchmodPath(const char *path, uint32_t mode)
         return refuse(EINVAL);
     }
     const Descriptor fd = openWithoutLinks(path);
-    return fd ? statusOf(::fchmod(fd.get(), mode & kPermissionBits)) : kFailure;
+    return fd && setMode(fd.get(), mode) ? kSuccess : kFailure;
 }
 
 uint32_t SWM_Lchown(const char *path, uint32_t uid, uint32_t gid)
@@ -331,9 +368,10 @@ uint32_t SWM_CreateKeyFile(const char *path, uint32_t uid, uint32_t gid, uint32_
     if (errno != EEXIST) {
         return kFailure;
     }
-    constexpr int kExistingFlags = kReadFlags | O_NOFOLLOW;
+    // That it is there is all that counts; whoever made it may not have synced it yet.
+    constexpr int kExistingFlags = O_PATH | O_NOFOLLOW | kOpenFlags;
     fd = Descriptor(retried([&] { return ::openat(directory.get(), split.name, kExistingFlags); }));
-    return fd && isMarker(fd.get()) ? kSuccess : kFailure;
+    return fd && isMarker(fd.get()) && syncFile(directory.get()) ? kSuccess : kFailure;
 }
 
 uint32_t SWM_UndoProtectFile(const char *path)
@@ -346,9 +384,14 @@ uint32_t SWM_UndoProtectFile(const char *path)
         return errno == ENOENT ? kSuccess : kFailure;
     }
     struct stat status;
-    if (!requireRegular(fd.get()) || ::fstat(fd.get(), &status) != 0 || !clearProtection(fd.get())) {
+    if (!requireRegular(fd.get()) || ::fstat(fd.get(), &status) != 0) {
         return kFailure;
     }
-    const bool isWritable = (status.st_mode & S_IWUSR) != 0;
-    return isWritable ? kSuccess : statusOf(::fchmod(fd.get(), (status.st_mode | S_IWUSR) & kPermissionBits));
+    const bool isReadable = !isPathOnly(fd.get());
+    if (isReadable && !clearProtection(fd.get())) {
+        return kFailure;
+    }
+    // Where the attributes cannot be read, only a change shows that nothing protects the file.
+    const bool isDone = isReadable && (status.st_mode & S_IWUSR) != 0;
+    return isDone || setMode(fd.get(), status.st_mode | S_IWUSR) ? kSuccess : kFailure;
 }

@@ -168,6 +168,16 @@ private:
     size_t sections = 0;
 };
 
+// Whether a signal has cut the last read short.
+bool wasInterrupted(FILE *stream)
+{
+    if (::ferror(stream) == 0 || errno != EINTR) {
+        return false;
+    }
+    ::clearerr(stream);
+    return true;
+}
+
 // The rest of a stream, at most kMaxIniSize bytes; the buffer doubles as it fills.
 Block<char> readStream(FILE *stream, size_t *size)
 {
@@ -177,6 +187,9 @@ Block<char> readStream(FILE *stream, size_t *size)
     while (text != nullptr) {
         used += ::fread(text.get() + used, 1, room - used, stream);
         if (used < room) {
+            if (wasInterrupted(stream)) {
+                continue;
+            }
             break;
         }
         if (used > kMaxIniSize) {

@@ -251,7 +251,8 @@ void SWM_Trans2AbsolutePath(char *path)
         return;
     }
     const Block<char> root = configuredRoot();
-    const Block<char> absolute = root != nullptr ? absolutePath(path, root.get()) : nullptr;
+    const bool isText = strnlen(path, kPathBuffer) < kPathBuffer;
+    const Block<char> absolute = root != nullptr && isText ? absolutePath(path, root.get()) : nullptr;
     if (absolute != nullptr) {
         (void)storeText(absolute.get(), strlen(absolute.get()), path, kPathBuffer);
         return;

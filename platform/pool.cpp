@@ -1,4 +1,4 @@
-// Package pool. Callers join file names to what comes back whatever the result, so it always is a path of the pool.
+// Package pool. Callers join file names to what comes back whatever the result, so it never is empty.
 #include <cstring>
 
 #include <tarn_basic/pool.h>
@@ -35,7 +35,8 @@ Block<char> identifierPath(const char *base, const char *first, const char *seco
     return path != nullptr && *suffix != '\0' ? joinPath(path.get(), suffix) : std::move(path);
 }
 
-// Whatever fits of "<base>/.invalid/.invalid": even a cut one is absolute and leads nowhere.
+// "<base>/.invalid/.invalid", or without the base where that does not fit. A buffer too small even for that gets what
+// fits of it; only this can lead to something that exists.
 uint32_t storeInvalid(const char *base, char *out, uint32_t outSize)
 {
     const int error = errno;

@@ -274,10 +274,57 @@ TEST_F(Cms, Revocation)
     EXPECT_EQ(verify(signature), SWM_CMS_NOT_COVERED) << "a list that its issuer has not signed";
     revoke("");
     EXPECT_EQ(verify(signature), SWM_CMS_BAD_REVOCATION);
+    revoke(revocationPem(issuer, {}));
+    fs::permissions(dir / "crl.pem", fs::perms(0666));
+    EXPECT_EQ(verify(signature), SWM_CMS_BAD_REVOCATION) << "anybody could take a certificate off it";
+    fs::permissions(dir / "crl.pem", fs::perms(0644));
     trust({root.certificate}, "crl = /no/such/file\n");
     EXPECT_EQ(verify(signature), SWM_CMS_BAD_REVOCATION);
     trust({root.certificate}, "crl =\n");
     EXPECT_EQ(verify(signature), SWM_CMS_VALID);
+}
+
+// Whatever happens to one list of a file, the others must not pass for all of it.
+TEST_F(Cms, DamagedRevocation)
+{
+    const std::string signature = sign(good());
+    const std::string first = revocationPem(issuer, {});
+    const std::string second = revocationPem(root, {issuer.certificate});
+    const auto replaced = [](std::string text, const std::string &from, const std::string &to) {
+        EXPECT_NE(text.find(from), std::string::npos) << from;
+        return text.replace(text.find(from), from.size(), to);
+    };
+    const std::string begin = "-----BEGIN X509 CRL-----\n";
+    const std::string end = "-----END X509 CRL-----\n";
+    const struct {
+        const char *what;
+        std::string second;
+        uint32_t result;
+    } rows[] = {
+        {"sound", second, SWM_CMS_REVOKED},
+        {"comments", "Certificate Revocation List (CRL):\n    a-b -- c\n\n" + second, SWM_CMS_REVOKED},
+        {"CR LF", replaced(second, begin, "-----BEGIN X509 CRL-----\r\n"), SWM_CMS_REVOKED},
+        {"a dash less before", replaced(second, begin, begin.substr(1)), SWM_CMS_BAD_REVOCATION},
+        {"a dash less behind", replaced(second, begin, "-----BEGIN X509 CRL----\n"), SWM_CMS_BAD_REVOCATION},
+        {"a byte before", " " + second, SWM_CMS_BAD_REVOCATION},
+        {"another word", replaced(second, "BEGIN", "BEGIM"), SWM_CMS_BAD_REVOCATION},
+        {"another type", replaced(second, begin, "-----BEGIN X509 CRI-----\n"), SWM_CMS_BAD_REVOCATION},
+        {"no first line", replaced(second, begin, ""), SWM_CMS_BAD_REVOCATION},
+        {"no last line", replaced(second, end, ""), SWM_CMS_BAD_REVOCATION},
+        {"both lines damaged", replaced(replaced(second, begin, "x" + begin.substr(1)), end, "x" + end.substr(1)),
+         SWM_CMS_BAD_REVOCATION},
+        {"nothing but a first line", begin, SWM_CMS_BAD_REVOCATION},
+        {"a certificate", pem({issuer.certificate}), SWM_CMS_BAD_REVOCATION},
+    };
+    for (const auto &row : rows) {
+        revoke(first + row.second);
+        EXPECT_EQ(verify(signature), row.result) << row.what;
+        revoke(row.second + first);
+        EXPECT_EQ(verify(signature), row.result) << row.what << ", in front";
+    }
+    writeFile(dir / "trust.pem", pem({root.certificate}) + first);
+    setConfig("[trust]\nanchors = " + std::string(at("trust.pem")) + "\n");
+    EXPECT_EQ(verify(signature), SWM_CMS_BAD_ANCHORS) << "a revocation list among the anchors";
 }
 
 TEST_F(Cms, Purpose)

@@ -70,6 +70,9 @@ TEST_F(Digest, Refusals)
     EXPECT_EQ(errno, EISDIR);
     EXPECT_NE(SWM_CalcFileSHA256ValueByFileHandleStr(-1, 3, out, 65), 0u);
     EXPECT_EQ(errno, EBADF);
+    errno = 0;
+    EXPECT_NE(SWM_CalcFileSHA256ValueByFileHandleStr(-1, 0, out, 65), 0u) << "nothing cannot be read from nowhere";
+    EXPECT_EQ(errno, EBADF);
     EXPECT_STREQ(out, "-");
 }
 

@@ -119,10 +119,37 @@ TEST_F(DirectoryTest, CreateWithOwner)
     EXPECT_EQ(ownerOf(dir / "number"), kOtherId);
     EXPECT_EQ(SWM_CreateDirWithCustomPermission(at("name"), 0750, "daemon", "daemon"), 0u);
     EXPECT_EQ(ownerOf(dir / "name"), TARN_GetUidByName("daemon", 0));
+    EXPECT_NE(SWM_CreateDirWithCustomPermission(at("unknown/level"), 0750, "no such user", "NA"), 0u);
     EXPECT_NE(SWM_CreateDirWithCustomPermission(at("unknown"), 0750, "no such user", "NA"), 0u);
     EXPECT_NE(SWM_CreateDirWithCustomPermission(at("unknown"), 0750, "NA", "no such group"), 0u);
     EXPECT_NE(SWM_CreateDirWithCustomPermission(at("unknown"), 0750, "4294967295", "NA"), 0u);
     EXPECT_FALSE(fs::exists(dir / "unknown"));
+}
+
+TEST_F(DirectoryTest, CreateLeavesAnExistingDirectoryAloneWhateverTheOwner)
+{
+    fs::create_directory(dir / "old");
+    fs::create_symlink("old", dir / "link");
+    EXPECT_EQ(SWM_CreateDirWithPermission(at("old"), 2, 0700, "no such user", "NA"), 0u);
+    EXPECT_EQ(SWM_CreateDirWithCustomPermission(at("old/"), 0700, "NA", "no such group"), 0u);
+    EXPECT_EQ(modeOf(dir / "old"), 0755u);
+    EXPECT_EQ(ownerOf(dir / "old"), ::geteuid());
+    EXPECT_NE(SWM_CreateDirWithPermission(at("link"), 2, 0700, "no such user", "NA"), 0u);
+}
+
+TEST_F(DirectoryTest, CreateWhateverTheUmask)
+{
+    for (const unsigned mask : {0077u, 0002u}) {
+        const std::string name = std::to_string(mask);
+        ::umask(mask);
+        EXPECT_EQ(SWM_CreateDirWithPermission(at(name + "/a/b"), 2, 0711, "NA", "NA"), 0u);
+        EXPECT_EQ(TARN_MkDirRecursive(at(name + "r/a")), 0u);
+        ::umask(022);
+        EXPECT_EQ(modeOf(dir / name), 0755u);
+        EXPECT_EQ(modeOf(dir / name / "a"), 0755u);
+        EXPECT_EQ(modeOf(dir / name / "a/b"), 0711u);
+        EXPECT_EQ(modeOf(dir / (name + "r")), 0750u & ~mask) << "here the umask applies";
+    }
 }
 
 TEST_F(DirectoryTest, CreateWithoutRoot)
@@ -131,17 +158,25 @@ TEST_F(DirectoryTest, CreateWithoutRoot)
         GTEST_SKIP() << "drops root's rights";
     }
     ASSERT_EQ(::chown(dir.c_str(), kOtherId, kOtherId), 0);
-    fs::permissions(programDir(), fs::perms(0711));
     const char *path = at("mine");
-    EXPECT_EQ(statusOfChild([&] {
-                  const bool dropped = ::setgid(kOtherId) == 0 && ::setuid(kOtherId) == 0;
-                  return dropped ? static_cast<int>(SWM_CreateDirWithCustomPermission(path, 0750, "no such user", "0"))
-                                 : 1;
-              }),
+    EXPECT_EQ(statusWithoutRoot(
+                  [&] { return SWM_CreateDirWithCustomPermission(path, 0750, "no such user", "0") == 0 ? 0 : 1; }),
               0);
-    fs::permissions(programDir(), fs::perms(0700));
     EXPECT_EQ(ownerOf(path), kOtherId);
     EXPECT_EQ(modeOf(path), 0750u);
+}
+
+TEST_F(DirectoryTest, MkParentDirWithoutRoot)
+{
+    if (!isRoot()) {
+        GTEST_SKIP() << "drops root's rights";
+    }
+    ASSERT_EQ(::chown(dir.c_str(), kOtherId, kOtherId), 0);
+    const char *path = at("a/b/file");
+    EXPECT_EQ(statusWithoutRoot([&] { return SWM_MkParentDir(path, 0, 0, 0750) != 0 && errno == EPERM ? 0 : 1; }), 0);
+    EXPECT_TRUE(fs::is_empty(dir)) << "a directory of the wrong owner does not stay";
+    EXPECT_EQ(statusWithoutRoot([&] { return SWM_MkParentDir(path, kOtherId, kOtherId, 0750) == 0 ? 0 : 1; }), 0);
+    EXPECT_EQ(modeOf(dir / "a/b"), 0750u);
 }
 
 } // namespace

@@ -114,6 +114,19 @@ TEST_F(FileChange, RemoveDirCrossesNoDevice)
     ASSERT_EQ(::umount(at("tree/mounted")), 0);
 }
 
+TEST_F(FileChange, RemoveDirOfAMountPoint)
+{
+    fs::create_directories(dir / "tree");
+    if (::mount("none", at("tree"), "tmpfs", 0, "size=64k") != 0) {
+        GTEST_SKIP() << "cannot mount here";
+    }
+    writeFile(dir / "tree/file", "x");
+    EXPECT_NE(SWM_RemoveDir(at("tree")), 0u);
+    EXPECT_EQ(errno, EXDEV);
+    EXPECT_TRUE(fs::exists(dir / "tree/file"));
+    ASSERT_EQ(::umount(at("tree")), 0);
+}
+
 TEST_F(FileChange, RemoveDirOfATreeThatIsTooDeep)
 {
     std::string path = "t";
@@ -184,6 +197,45 @@ TEST_F(FileChange, UndoProtect)
     EXPECT_NE(SWM_UndoProtectFile(at("link")), 0u);
     EXPECT_NE(SWM_UndoProtectFile(dir.c_str()), 0u);
     EXPECT_NE(SWM_UndoProtectFile(nullptr), 0u);
+}
+
+// The owner may change what it may not read.
+TEST_F(FileChange, OfAnUnreadableFileWithoutRoot)
+{
+    if (!isRoot()) {
+        GTEST_SKIP() << "drops root's rights";
+    }
+    writeFile(dir / "file", "x");
+    fs::create_symlink("file", dir / "link");
+    fs::create_directory(dir / "sub");
+    fs::permissions(dir / "file", fs::perms::none);
+    fs::permissions(dir / "sub", fs::perms::none);
+    for (const char *name : {".", "file", "sub"}) {
+        ASSERT_EQ(::chown(at(name), kOtherId, kOtherId), 0);
+    }
+    const char *file = at("file");
+    const char *sub = at("sub");
+    const char *link = at("link");
+    const auto succeeds = [](const std::function<bool()> &body) {
+        return statusWithoutRoot([&] { return body() ? 0 : 1; }) == 0;
+    };
+    EXPECT_TRUE(succeeds([&] { return SWM_CreateKeyFile(file, 0, 0, 0600) == 0; })) << "an existing marker";
+    EXPECT_EQ(modeOf(file), 0u);
+    EXPECT_TRUE(succeeds([&] { return SWM_FchmodPath(link, 0777) != 0 && errno == ELOOP; }));
+    EXPECT_TRUE(succeeds([&] { return SWM_UndoProtectFile(sub) != 0 && errno == EISDIR; }));
+    EXPECT_TRUE(succeeds([&] { return SWM_UndoProtectFile(file) == 0; }));
+    EXPECT_EQ(modeOf(file), 0200u);
+    EXPECT_TRUE(succeeds([&] { return SWM_UndoProtectFile(file) == 0; })) << "once more";
+    fs::permissions(dir / "file", fs::perms::none);
+    EXPECT_TRUE(succeeds([&] { return SWM_FchmodPath(file, 0104511) == 0; }));
+    EXPECT_EQ(modeOf(file), 04511u);
+    EXPECT_TRUE(succeeds([&] { return SWM_FchmodPath(sub, 0700) == 0; }));
+    EXPECT_EQ(modeOf(sub), 0700u);
+    ASSERT_EQ(::chown(file, 0, 0), 0);
+    ASSERT_EQ(::chmod(file, 0), 0);
+    EXPECT_TRUE(succeeds([&] { return SWM_FchmodPath(file, 0777) != 0 && errno == EPERM; })) << "somebody else's";
+    EXPECT_TRUE(succeeds([&] { return SWM_UndoProtectFile(file) != 0 && errno == EPERM; }));
+    EXPECT_EQ(modeOf(file), 0u);
 }
 
 TEST_F(FileChange, UndoProtectClearsAttributes)

@@ -46,6 +46,10 @@ TEST_F(File, OpenToRead)
     int32_t fd = -7;
     EXPECT_NE(SWM_Open(nullptr, O_RDONLY, &fd), 0u);
     EXPECT_NE(SWM_Open(at("file"), O_RDONLY, nullptr), 0u);
+    EXPECT_NE(SWM_Open(dir.c_str(), O_TMPFILE | O_RDWR, &fd), 0u) << "a nameless file";
+    EXPECT_EQ(errno, EINVAL);
+    EXPECT_NE(SWM_Open(dir.c_str(), O_TMPFILE | O_RDWR | O_CREAT, &fd, 0600u), 0u);
+    EXPECT_EQ(errno, EINVAL);
     EXPECT_EQ(fd, -7);
 }
 

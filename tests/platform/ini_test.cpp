@@ -1,8 +1,14 @@
+#include <atomic>
 #include <cerrno>
+#include <chrono>
+#include <csignal>
 #include <memory>
 #include <string>
+#include <thread>
 
+#include <pthread.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "support.h"
 
@@ -66,6 +72,7 @@ TEST_F(Ini, Grammar)
         {"[s]\na=1\n[t]\nb=2\n[s]\na=3\n", "[s]a=1;[t]b=2;[s]a=3;"},
         {"\xEF\xBB\xBF[s]\na=1\n", "[s]a=1;"},
         {"[]\na=1\n", "[]a=1;"},
+        {"[s]\n=x\n", "[s]=x;"}, // an empty key is a key
         {"[s]\na=" + std::string(4093, 'x') + "\n", "[s]a=" + std::string(4093, 'x') + ";"},
         {"[s]\na=" + std::string(4093, 'x') + "\r\n", "[s]a=" + std::string(4093, 'x') + ";"},
         {"", "failed"},
@@ -122,6 +129,33 @@ TEST_F(Ini, NothingToRead)
     EXPECT_EQ(errno, EISDIR);
     fclose(directory);
     SWM_FreeProfile(nullptr);
+}
+
+std::atomic<bool> g_isSignalled = false;
+
+TEST_F(Ini, SignalsWhileReading)
+{
+    struct sigaction action = {};
+    struct sigaction before = {};
+    action.sa_handler = [](int) { g_isSignalled = true; }; // without SA_RESTART
+    ASSERT_EQ(::sigaction(SIGUSR1, &action, &before), 0);
+    int ends[2];
+    ASSERT_EQ(::pipe(ends), 0);
+    const pthread_t reader = ::pthread_self();
+    std::thread writer([&] {
+        EXPECT_EQ(::write(ends[1], "[s]\na=1\n", 8), 8);
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        ::pthread_kill(reader, SIGUSR1);
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        EXPECT_EQ(::write(ends[1], "b=2\n", 4), 4);
+        ::close(ends[1]);
+    });
+    FILE *stream = ::fdopen(ends[0], "r");
+    EXPECT_EQ(dump(Profile(SWM_IniLoadProfile(stream)).get()), "[s]a=1;b=2;");
+    writer.join();
+    fclose(stream);
+    EXPECT_TRUE(g_isSignalled);
+    ::sigaction(SIGUSR1, &before, nullptr);
 }
 
 TEST_F(Ini, Values)

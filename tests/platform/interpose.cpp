@@ -17,7 +17,7 @@
 #include <unistd.h>
 
 #define TARN_HOOK extern "C" __attribute__((visibility("default")))
-#define TARN_STRIKES(call) strikes(call, __builtin_extract_return_addr(__builtin_return_address(0)))
+#define TARN_STRIKES(call, number) strikes(call, __builtin_extract_return_addr(__builtin_return_address(0)), number)
 
 // The allocator is needed before dlsym works: the sanitizer's entry when there is one, else libc's own.
 extern "C" {
@@ -41,6 +41,8 @@ struct Fault {
 Fault g_fault;
 std::atomic<bool> g_isSlow = false;
 bool g_isInterrupted = false;
+Observer g_observer;
+LoopDriver g_loopDriver;
 uintptr_t g_begin = 0;
 uintptr_t g_end = 0;
 
@@ -67,8 +69,11 @@ bool isPlatform(const void *caller)
     return address >= g_begin && address < g_end;
 }
 
-bool strikes(Call call, const void *caller)
+bool strikes(Call call, const void *caller, int number)
 {
+    if (g_observer && isPlatform(caller)) {
+        g_observer(call, number);
+    }
     if (!g_fault.isArmed || g_fault.call != call || !isPlatform(caller) || --g_fault.left != 0) {
         return false;
     }
@@ -91,6 +96,12 @@ bool isInterrupted(const void *caller, size_t *count)
     }
     *count = *count > 1 ? 1 : *count;
     return false;
+}
+
+// A loop device exists only while there is a driver for it.
+const char *devicePath(const char *path)
+{
+    return g_loopDriver && strncmp(path, "/dev/loop", 9) == 0 ? "/dev/null" : path;
 }
 
 template <typename Function> Function *realOf(const char *name)
@@ -120,6 +131,16 @@ void setSlow(bool isSlow)
     g_isSlow = isSlow;
 }
 
+void setObserver(Observer observer)
+{
+    g_observer = std::move(observer);
+}
+
+void setLoopDriver(LoopDriver driver)
+{
+    g_loopDriver = std::move(driver);
+}
+
 } // namespace tarn::test
 
 using namespace tarn::test;
@@ -127,7 +148,7 @@ using namespace tarn::test;
 TARN_HOOK void *hookMalloc(size_t size) asm("malloc");
 TARN_HOOK void *hookMalloc(size_t size)
 {
-    if (TARN_STRIKES(Call::Malloc)) {
+    if (TARN_STRIKES(Call::Malloc, 0)) {
         return nullptr;
     }
     return __interceptor_malloc != nullptr ? __interceptor_malloc(size) : __libc_malloc(size);
@@ -136,39 +157,41 @@ TARN_HOOK void *hookMalloc(size_t size)
 TARN_HOOK void *hookRealloc(void *block, size_t size) asm("realloc");
 TARN_HOOK void *hookRealloc(void *block, size_t size)
 {
-    if (TARN_STRIKES(Call::Realloc)) {
+    if (TARN_STRIKES(Call::Realloc, 0)) {
         return nullptr;
     }
     return __interceptor_realloc != nullptr ? __interceptor_realloc(block, size) : __libc_realloc(block, size);
 }
 
-#define TARN_FORWARD(call, name, failure, result, parameters, arguments)                                               \
+#define TARN_FORWARD(call, number, name, failure, result, parameters, arguments)                                       \
     TARN_HOOK result hook_##name parameters asm(#name);                                                                \
     TARN_HOOK result hook_##name parameters                                                                            \
     {                                                                                                                  \
         static auto *const real = realOf<result parameters>(#name);                                                    \
-        return TARN_STRIKES(call) ? failure : real arguments;                                                          \
+        return TARN_STRIKES(call, number) ? failure : real arguments;                                                  \
     }
 
-TARN_FORWARD(Call::Open, __open_2, -1, int, (const char *path, int flags), (path, flags))
-TARN_FORWARD(Call::Open, __openat_2, -1, int, (int at, const char *path, int flags), (at, path, flags))
-TARN_FORWARD(Call::Open, open, -1, int, (const char *path, int flags, mode_t mode), (path, flags, mode))
-TARN_FORWARD(Call::Open, openat, -1, int, (int at, const char *path, int flags, mode_t mode), (at, path, flags, mode))
-TARN_FORWARD(Call::Fstat, fstat, -1, int, (int fd, struct stat *status), (fd, status))
-TARN_FORWARD(Call::Fsync, fsync, -1, int, (int fd), (fd))
-TARN_FORWARD(Call::Fchmod, fchmod, -1, int, (int fd, mode_t mode), (fd, mode))
-TARN_FORWARD(Call::Fchown, fchown, -1, int, (int fd, uid_t uid, gid_t gid), (fd, uid, gid))
-TARN_FORWARD(Call::Ftruncate, ftruncate, -1, int, (int fd, off_t size), (fd, size))
-TARN_FORWARD(Call::Rename, renameat, -1, int, (int from, const char *old, int to, const char *name),
+TARN_FORWARD(Call::Open, flags, __open_2, -1, int, (const char *path, int flags), (devicePath(path), flags))
+TARN_FORWARD(Call::Open, flags, __openat_2, -1, int, (int at, const char *path, int flags), (at, path, flags))
+TARN_FORWARD(Call::Open, flags, open, -1, int, (const char *path, int flags, mode_t mode),
+             (devicePath(path), flags, mode))
+TARN_FORWARD(Call::Open, flags, openat, -1, int, (int at, const char *path, int flags, mode_t mode),
+             (at, path, flags, mode))
+TARN_FORWARD(Call::Fstat, fd, fstat, -1, int, (int fd, struct stat *status), (fd, status))
+TARN_FORWARD(Call::Fsync, fd, fsync, -1, int, (int fd), (fd))
+TARN_FORWARD(Call::Fchmod, fd, fchmod, -1, int, (int fd, mode_t mode), (fd, mode))
+TARN_FORWARD(Call::Fchown, fd, fchown, -1, int, (int fd, uid_t uid, gid_t gid), (fd, uid, gid))
+TARN_FORWARD(Call::Ftruncate, fd, ftruncate, -1, int, (int fd, off_t size), (fd, size))
+TARN_FORWARD(Call::Rename, from, renameat, -1, int, (int from, const char *old, int to, const char *name),
              (from, old, to, name))
-TARN_FORWARD(Call::Mkdir, mkdirat, -1, int, (int at, const char *path, mode_t mode), (at, path, mode))
-TARN_FORWARD(Call::Unlink, unlinkat, -1, int, (int at, const char *path, int flags), (at, path, flags))
-TARN_FORWARD(Call::Pipe, pipe2, -1, int, (int *ends, int flags), (ends, flags))
-TARN_FORWARD(Call::Strdup, strdup, nullptr, char *, (const char *text), (text))
-TARN_FORWARD(Call::Strdup, strndup, nullptr, char *, (const char *text, size_t count), (text, count))
-TARN_FORWARD(Call::Strdup, realpath, nullptr, char *, (const char *path, char *out), (path, out))
-TARN_FORWARD(Call::Fdopen, fdopen, nullptr, FILE *, (int fd, const char *mode), (fd, mode))
-TARN_FORWARD(Call::Fdopen, fdopendir, nullptr, DIR *, (int fd), (fd))
+TARN_FORWARD(Call::Mkdir, at, mkdirat, -1, int, (int at, const char *path, mode_t mode), (at, path, mode))
+TARN_FORWARD(Call::Unlink, at, unlinkat, -1, int, (int at, const char *path, int flags), (at, path, flags))
+TARN_FORWARD(Call::Pipe, 0, pipe2, -1, int, (int *ends, int flags), (ends, flags))
+TARN_FORWARD(Call::Strdup, 0, strdup, nullptr, char *, (const char *text), (text))
+TARN_FORWARD(Call::Strdup, 0, strndup, nullptr, char *, (const char *text, size_t count), (text, count))
+TARN_FORWARD(Call::Strdup, 0, realpath, nullptr, char *, (const char *path, char *out), (path, out))
+TARN_FORWARD(Call::Fdopen, fd, fdopen, nullptr, FILE *, (int fd, const char *mode), (fd, mode))
+TARN_FORWARD(Call::Fdopen, fd, fdopendir, nullptr, DIR *, (int fd), (fd))
 
 #define TARN_FORWARD_MOVE(call, name, parameters, arguments)                                                           \
     TARN_HOOK ssize_t hook_##name parameters asm(#name);                                                               \
@@ -176,9 +199,19 @@ TARN_FORWARD(Call::Fdopen, fdopendir, nullptr, DIR *, (int fd), (fd))
     {                                                                                                                  \
         static auto *const real = realOf<ssize_t parameters>(#name);                                                   \
         const void *caller = __builtin_extract_return_addr(__builtin_return_address(0));                               \
-        return strikes(call, caller) || isInterrupted(caller, &count) ? -1 : real arguments;                           \
+        return strikes(call, caller, fd) || isInterrupted(caller, &count) ? -1 : real arguments;                       \
     }
 
 TARN_FORWARD_MOVE(Call::Read, read, (int fd, void *buffer, size_t count), (fd, buffer, count))
 TARN_FORWARD_MOVE(Call::Read, __read_chk, (int fd, void *buffer, size_t count, size_t room), (fd, buffer, count, room))
 TARN_FORWARD_MOVE(Call::Write, write, (int fd, const void *buffer, size_t count), (fd, buffer, count))
+
+TARN_HOOK int hookIoctl(int fd, unsigned long request, void *argument) asm("ioctl");
+TARN_HOOK int hookIoctl(int fd, unsigned long request, void *argument)
+{
+    static auto *const real = realOf<int(int, unsigned long, void *)>("ioctl");
+    if (TARN_STRIKES(Call::Ioctl, fd)) {
+        return -1;
+    }
+    return g_loopDriver ? g_loopDriver(request, argument) : real(fd, request, argument);
+}

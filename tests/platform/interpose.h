@@ -1,6 +1,8 @@
 // Calls of the platform library into libc that can be made to fail, to be interrupted or to move less than asked for.
 #pragma once
 
+#include <functional>
+
 namespace tarn::test {
 
 enum class Call {
@@ -20,6 +22,7 @@ enum class Call {
     Pipe,
     Strdup,
     Fdopen,
+    Ioctl,
     Count
 };
 
@@ -29,5 +32,13 @@ void failCall(Call call, unsigned nth, int error);
 bool hasFailed();
 // While set, each read and write is interrupted once and then moves one byte.
 void setSlow(bool isSlow);
+
+// Told of each call before it is made: the flags of an opening one, else the descriptor; 0 where there is neither.
+using Observer = std::function<void(Call call, int number)>;
+void setObserver(Observer observer);
+
+// While set, the loop driver is this function: its devices can be opened, and it answers their ioctls as those would.
+using LoopDriver = std::function<int(unsigned long request, void *argument)>;
+void setLoopDriver(LoopDriver driver);
 
 } // namespace tarn::test

@@ -160,6 +160,23 @@ TEST_F(Path, Absolute)
     SWM_Trans2AbsolutePath(nullptr);
 }
 
+TEST_F(Path, AbsoluteStaysInItsBuffer)
+{
+    char buffer[386];
+    memset(buffer, 'x', sizeof buffer);
+    memcpy(buffer, "/a/..", 5); // what lies behind the buffer would fit once this is resolved
+    strcpy(buffer + 384, "g");
+    SWM_Trans2AbsolutePath(buffer);
+    EXPECT_STREQ(buffer, "/.invalid/.invalid") << "no text that ends in the buffer";
+    EXPECT_STREQ(buffer + 384, "g");
+    memset(buffer, 'x', 383);
+    buffer[0] = '/';
+    buffer[383] = '\0';
+    SWM_Trans2AbsolutePath(buffer);
+    EXPECT_EQ(buffer, "/" + std::string(382, 'x')) << "the longest path";
+    EXPECT_STREQ(buffer + 384, "g");
+}
+
 TEST_F(Path, AbsoluteUnderAVeryLongRoot)
 {
     setConfig("[paths]\nroot = /" + std::string(400, 'r') + "\n");

@@ -4,6 +4,7 @@
 #include <sstream>
 
 #include <fcntl.h>
+#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -121,6 +122,18 @@ int statusOfChild(const std::function<int()> &body)
     int status = 0;
     ::waitpid(child, &status, 0);
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+int statusWithoutRoot(const std::function<int()> &body)
+{
+    fs::permissions(programDir(), fs::perms(0711));
+    const int status = statusOfChild([&] {
+        // A process that has given up root's rights may not look into its own /proc/self/fd unless it may be dumped.
+        const bool isDropped = ::setgid(kOtherId) == 0 && ::setuid(kOtherId) == 0 && ::prctl(PR_SET_DUMPABLE, 1) == 0;
+        return isDropped ? body() : -1;
+    });
+    fs::permissions(programDir(), fs::perms(0700));
+    return status;
 }
 
 } // namespace tarn::test

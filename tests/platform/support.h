@@ -51,5 +51,7 @@ size_t entriesOf(const fs::path &path);
 std::string stderrOf(const std::function<void()> &call);
 // The exit status of a child that runs the body, -1 when it died otherwise.
 int statusOfChild(const std::function<int()> &body);
+// The same for a child that runs as kOtherId; its caller must be root.
+int statusWithoutRoot(const std::function<int()> &body);
 
 } // namespace tarn::test
