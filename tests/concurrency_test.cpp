@@ -37,18 +37,37 @@ protected:
         return wrong;
     }
 
+    // Finds the member in both packages in turn; the number of wrong places.
+    int findManyTimes(int rounds)
+    {
+        int wrong = 0;
+        for (int round = 0; round < rounds; ++round) {
+            const auto i = static_cast<size_t>(round) % 2;
+            const Descriptor fd(packages[i]);
+            FileSite site = {};
+            site.name = "app.img";
+            wrong += SWM_FindFileSiteFromCc(fd, &site) != TARN_EXTRACT_OK || site.payloadLength != contents[i].size() ||
+                     site.fileName != std::string(site.name) ||
+                     lseek(fd, 0, SEEK_CUR) != static_cast<off_t>(site.payloadOffset);
+        }
+        return wrong;
+    }
+
     TempDir dir;
     std::vector<fs::path> packages;
     std::vector<std::string> contents;
 };
 
-TEST_F(ConcurrencyTest, EightThreadsTwoPackagesAndCacheDrops)
+TEST_F(ConcurrencyTest, ManyThreadsTwoPackagesAndCacheDrops)
 {
     std::atomic<int> wrong = 0;
     std::atomic<bool> done = false;
     std::vector<std::thread> threads;
     for (int i = 0; i < 8; ++i) {
         threads.emplace_back([&, i] { wrong += extractManyTimes("t" + std::to_string(i), 4); });
+    }
+    for (int i = 0; i < 2; ++i) {
+        threads.emplace_back([&] { wrong += findManyTimes(8); });
     }
     std::thread dropper([&] {
         while (!done) {

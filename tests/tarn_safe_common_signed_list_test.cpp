@@ -169,6 +169,10 @@ TEST_F(SignedListTest, SectionByItself)
     EXPECT_EQ(SafeParseFileSection(&key, &record), SWM_FAIL);
     EXPECT_EQ(record, untouched);
     EXPECT_TRUE(logged({error("SafeParseFileSection: malloc failed, errno:%d.", ENOMEM)}));
+    failCall(Call::Memset, 1);
+    EXPECT_EQ(SafeParseFileSection(&key, &record), SWM_FAIL);
+    EXPECT_EQ(record, untouched);
+    EXPECT_TRUE(logged({error("SafeParseFileSection: memset failed.")}));
 }
 
 TEST_F(SignedListTest, ValueOfAKey)
@@ -192,6 +196,17 @@ TEST_F(SignedListTest, ValueOfAKey)
     EXPECT_EQ(SafeGetKeyValue(keys, "a", out, sizeof out), SWM_FAIL);
     EXPECT_STREQ(out, "") << "whatever the platform leaves in it";
     EXPECT_TRUE(logged({error("SafeGetKeyValue: sprintf failed, key(%s) value(%s).", "a", "one")}));
+}
+
+TEST_F(SignedListTest, FirstKeyOfANameDecidesEvenWithoutAValue)
+{
+    char value[] = "x";
+    SwmIniKey second = {"b", value, nullptr};
+    const SwmIniKey first = {"b", nullptr, &second};
+    char out[4] = "?";
+    EXPECT_EQ(SafeGetKeyValue(&first, "b", out, sizeof out), SWM_FAIL);
+    EXPECT_TRUE(logged({error("SafeGetKeyValue: no value, key(%s).", "b")}));
+    EXPECT_STREQ(out, "?");
 }
 
 TEST_F(SignedListTest, NullArguments)

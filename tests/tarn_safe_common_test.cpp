@@ -350,23 +350,6 @@ TEST_F(ContainerTest, ParsingStepsByThemselves)
     EXPECT_TRUE(logged({error("SafeHeaderParse: package file number(%u) over limit.", 257u)}));
 }
 
-TEST_F(ContainerTest, OutputsStayUntouchedOnAShortRead)
-{
-    writePlain({member("a", "x")});
-    truncateTo(package, kHeaderSize + 100);
-    const Descriptor fd(package);
-    MemberFileHeader memberHeader;
-    memset(&memberHeader, 7, sizeof memberHeader);
-    EXPECT_EQ(SafeGetFileHeader(fd, kHeaderSize, &memberHeader), SWM_FAIL);
-    EXPECT_EQ(memberHeader.notInterpreted0[0], 7);
-    EXPECT_EQ(memberHeader.fileName[95], 7);
-    truncateTo(package, 100);
-    PackageHeader header;
-    memset(&header, 7, sizeof header);
-    EXPECT_EQ(SafeGetPkgHeader(fd, &header), SWM_FAIL);
-    EXPECT_EQ(header.notInterpreted0[0], 7);
-}
-
 TEST_F(ContainerTest, CachedMemberTakesNamesThatFit)
 {
     MemberFileHeader header = {};

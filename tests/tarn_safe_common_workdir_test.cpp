@@ -110,15 +110,32 @@ TEST_F(WorkdirTest, PlantedPathsAreRefused)
         {error("TARN_SafeDeleteWorkdir: remove workdir(%s) failed, errno:%d.", path.c_str(), ENOTDIR), refused}));
     EXPECT_TRUE(fs::exists(dir / "elsewhere/signature_pss_cms")) << "nothing is removed behind a planted link";
     fs::remove(path);
+}
 
-    if (geteuid() == 0) {
-        fs::create_directory(path);
-        writeFile(path + "/kept", "x"); // root could remove an empty one
-        ASSERT_EQ(chown(path.c_str(), 12345, 12345), 0);
-        EXPECT_EQ(TARN_SafeCreateWorkdir(0), SWM_FAIL);
-        EXPECT_TRUE(logged(
-            {error("TARN_SafeDeleteWorkdir: remove workdir(%s) failed, errno:%d.", path.c_str(), ENOTEMPTY), refused}));
+TEST_F(WorkdirTest, DirectoryOfAnotherUserIsRefused)
+{
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "only root can give a directory away";
     }
+    fs::create_directory(path);
+    writeFile(path + "/kept", "x"); // root could remove an empty one
+    ASSERT_EQ(chown(path.c_str(), 12345, 12345), 0);
+    EXPECT_EQ(TARN_SafeCreateWorkdir(0), SWM_FAIL);
+    EXPECT_TRUE(logged({error("TARN_SafeDeleteWorkdir: remove workdir(%s) failed, errno:%d.", path.c_str(), ENOTEMPTY),
+                        error("TARN_SafeCreateWorkdir: create workdir(%s) failed.", path.c_str())}));
+}
+
+TEST_F(WorkdirTest, EveryLineCarriesTheErrnoOfItsOwnCall)
+{
+    fs::create_directories(path + "/signature_pss_filelist");
+    fs::create_directories(path + "/signature_pss_cms");
+    TARN_SafeDeleteWorkdir(0);
+    const std::string listPath = path + "/signature_pss_filelist";
+    const std::string cmsPath = path + "/signature_pss_cms";
+    EXPECT_TRUE(
+        logged({error("SafeDeleteTempFile: unlink %s failed, errno:%d.", listPath.c_str(), EISDIR),
+                error("SafeDeleteTempFile: unlink %s failed, errno:%d.", cmsPath.c_str(), EISDIR),
+                error("TARN_SafeDeleteWorkdir: remove workdir(%s) failed, errno:%d.", path.c_str(), ENOTEMPTY)}));
 }
 
 TEST_F(WorkdirTest, DeletingWhatIsGoneOnlyLogs)

@@ -1,5 +1,8 @@
 // The cache of the last package: what is reused, what empties it, what it holds.
+#include <cstring>
+
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "support/extract_test.h"
 
@@ -101,6 +104,35 @@ TEST_F(CacheTest, IdentityIsInodeSizeAndWholeSeconds)
     EXPECT_TRUE(cacheIsEmpty());
 }
 
+TEST_F(CacheTest, OnlyThreeFieldsDecide)
+{
+    struct Row {
+        const char *name;
+        void (*change)(struct stat &status);
+        bool again;
+    };
+    const Row rows[] = {
+        {"nothing", [](struct stat &) {}, false},
+        {"device", [](struct stat &status) { ++status.st_dev; }, false},
+        {"nanoseconds", [](struct stat &status) { status.st_mtim.tv_nsec ^= 1; }, false},
+        {"change time", [](struct stat &status) { ++status.st_ctim.tv_sec; }, false},
+        {"owner", [](struct stat &status) { ++status.st_uid; }, false},
+        {"inode", [](struct stat &status) { ++status.st_ino; }, true},
+        {"second", [](struct stat &status) { ++status.st_mtim.tv_sec; }, true},
+        // The structure check compares the low 32 bits only.
+        {"size", [](struct stat &status) { status.st_size += int64_t{1} << 32; }, true},
+    };
+    for (const Row &row : rows) {
+        SCOPED_TRACE(row.name);
+        EXPECT_EQ(TARN_ExtractCacheDrop(), SWM_OK);
+        EXPECT_EQ(extract("app"), TARN_EXTRACT_OK);
+        clearFaults();
+        changeStatus(row.change);
+        EXPECT_EQ(extract("app"), TARN_EXTRACT_OK);
+        EXPECT_EQ(checkedAgain(), row.again);
+    }
+}
+
 TEST_F(CacheTest, LastPackageOnly)
 {
     const fs::path other = dir / "other.cc";
@@ -197,19 +229,23 @@ TEST_F(CacheTest, PlantedWorkdirIsRefusedAndAStaleOneEmptied)
         logged({requested("app"), error("TARN_SafeCreateWorkdir: create workdir(%s) failed.", workdir().c_str())}));
     fs::remove(workdir());
     TARN_ExtractCacheDrop();
-    if (geteuid() == 0) {
-        fs::create_directory(workdir());
-        writeFile(workdir() + "/signature_pss_cms.x", "somebody else's");
-        ASSERT_EQ(chown(workdir().c_str(), 12345, 12345), 0);
-        EXPECT_EQ(extract("app"), TARN_EXTRACT_WORKDIR);
-        fs::remove_all(workdir());
-        TARN_ExtractCacheDrop();
-    }
     fs::create_directory(workdir());
     writeFile(workdir() + "/signature_pss_filelist", "stale");
     writeFile(workdir() + "/signature_pss_cms", "stale");
     EXPECT_EQ(extract("app"), TARN_EXTRACT_OK);
     EXPECT_FALSE(fs::exists(workdir()));
+}
+
+TEST_F(CacheTest, WorkdirOfAnotherUserIsRefused)
+{
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "only root can give a directory away";
+    }
+    fs::create_directory(workdir());
+    writeFile(workdir() + "/signature_pss_cms.x", "somebody else's");
+    ASSERT_EQ(chown(workdir().c_str(), 12345, 12345), 0);
+    EXPECT_EQ(extract("app"), TARN_EXTRACT_WORKDIR);
+    fs::remove_all(workdir());
 }
 
 class FileSiteTest : public CacheTest {
@@ -279,8 +315,6 @@ TEST_F(FileSiteTest, Refusals)
     lseek(fd, 0, SEEK_SET);
     EXPECT_EQ(find(fd, "nothing"), TARN_EXTRACT_SIGNATURE) << "kept: 4 for no member";
     EXPECT_TRUE(logged({warning("SWM_FindFileSiteFromCc: no such file:%s.", "nothing")}));
-    EXPECT_EQ(site.payloadLength, 0u);
-    EXPECT_EQ(site.payloadOffset, 0u);
 
     failCall(Call::MutexLock, 1, EINVAL);
     EXPECT_EQ(find(fd, "app"), SWM_FAIL);
@@ -290,10 +324,40 @@ TEST_F(FileSiteTest, Refusals)
     EXPECT_TRUE(logged({error("SWM_FindFileSiteFromCc: strcpy_s failed.")}));
     EXPECT_STREQ(site.fileName, "");
     EXPECT_EQ(site.payloadLength, app.size());
+}
 
-    appendBytes(package, "x");
-    EXPECT_EQ(find(fd, "app"), TARN_EXTRACT_STRUCTURE);
-    EXPECT_EQ(site.payloadLength, 0u);
+TEST_F(FileSiteTest, OutputsStayUntouchedOnFailure)
+{
+    struct Row {
+        const char *name;
+        Call call;
+        uint32_t result;
+    };
+    const Row rows[] = {
+        {"nothing", Call::Count, TARN_EXTRACT_SIGNATURE},
+        {nullptr, Call::Count, TARN_EXTRACT_PARAM},
+        {"app", Call::MkDirRecursive, TARN_EXTRACT_WORKDIR},
+        {"app", Call::VerifyPssCms, TARN_EXTRACT_SIGNATURE},
+        {"app", Call::FdRead, TARN_EXTRACT_STRUCTURE},
+        {"app", Call::MutexLock, SWM_FAIL},
+        {"app", Call::Fstat, SWM_FAIL},
+    };
+    const Descriptor fd(package);
+    for (const Row &row : rows) {
+        SCOPED_TRACE(row.result);
+        TARN_ExtractCacheDrop();
+        clearFaults();
+        if (row.call != Call::Count) {
+            failCall(row.call, 1, EIO);
+        }
+        memset(&site, 7, sizeof site);
+        site.name = row.name;
+        EXPECT_EQ(SWM_FindFileSiteFromCc(fd, &site), row.result);
+        EXPECT_EQ(site.name, row.name);
+        EXPECT_EQ(site.payloadLength, 0x07070707u);
+        EXPECT_EQ(site.payloadOffset, 0x07070707u);
+        EXPECT_EQ(std::string(site.fileName, sizeof site.fileName), std::string(sizeof site.fileName, 7));
+    }
 }
 
 } // namespace

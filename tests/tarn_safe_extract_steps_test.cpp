@@ -134,8 +134,13 @@ TEST_F(StepsTest, SignedListComesThroughTheWorkDirectory)
     EXPECT_TRUE(nothingLogged());
 
     char small[10] = "untouched";
+    const LogLine noRoom = error("ExtractGetSignedFilelist: sprintf pss filelist failed.");
+    EXPECT_EQ(ExtractGetSignedFilelist(fd, small, 0), SWM_FAIL);
+    EXPECT_TRUE(logged({noRoom}));
+    EXPECT_STREQ(small, "untouched") << "no room for anything";
     EXPECT_EQ(ExtractGetSignedFilelist(fd, small, sizeof small), SWM_FAIL);
-    EXPECT_TRUE(logged({error("ExtractGetSignedFilelist: sprintf pss filelist failed.")}));
+    EXPECT_TRUE(logged({noRoom}));
+    EXPECT_STREQ(small, "") << "a path that does not fit leaves the buffer empty";
     TARN_SafeDeleteWorkdir(0);
 }
 

@@ -119,6 +119,23 @@ TEST_F(ExtractTest, UnknownMember)
     EXPECT_FALSE(fs::exists(dest));
 }
 
+TEST_F(ExtractTest, UnlistedMemberInFrontTakesTheNameOfAListedOne)
+{
+    members = writeSignedList(package, {{"kernel", "front", "unsigned", {}}, member("kernel", "signed")},
+                              sectionText("kernel.img", packaging::memberDigest(member("kernel", "signed"))));
+    EXPECT_EQ(TARN_PackageVerify(package.c_str()), TARN_VERIFY_OK) << "unlisted members are not checked";
+    EXPECT_EQ(extract("kernel"), TARN_EXTRACT_DIGEST);
+    EXPECT_FALSE(fs::exists(dest));
+    EXPECT_EQ(extract("kernel.img"), TARN_EXTRACT_OK);
+    const Descriptor fd(package);
+    FileSite site = {};
+    site.name = "kernel";
+    EXPECT_EQ(SWM_FindFileSiteFromCc(fd, &site), TARN_EXTRACT_OK);
+    EXPECT_EQ(site.payloadOffset, memberOffset(members, 0) + kMemberHeaderSize);
+    EXPECT_EQ(site.payloadLength, members[0].payload.size());
+    EXPECT_STREQ(site.fileName, "front");
+}
+
 TEST_F(ExtractTest, MemberWithAnotherDigest)
 {
     const std::string calculated = [&] {

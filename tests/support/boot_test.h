@@ -20,6 +20,7 @@ public:
     ~List() { clear(); }
     SwmListHead *operator&() { return &head; }
     uint32_t count() const { return head.count; }
+    void fillWithZeros() { head = {}; }
     void clear()
     {
         for (uint32_t left = head.count; left > 0; --left) {

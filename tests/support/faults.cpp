@@ -3,9 +3,11 @@
 #include <array>
 #include <atomic>
 #include <cstring>
+#include <utility>
 
 #include <link.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace tarn::test {
 namespace {
@@ -29,11 +31,15 @@ struct Fault {
 
 std::array<Range, 2> g_libraries;
 std::array<std::array<std::atomic<unsigned>, kCalls>, 2> g_counts;
-Fault g_fault;
+std::array<Fault, 2> g_faults; // the second: failCallToo
 std::atomic<long> g_result = -1;
 std::atomic<bool> g_resultSet = false;
 std::atomic<pid_t> g_fakePid = 0;
 std::atomic<SwmIniSection *> g_fakeProfile = nullptr;
+std::atomic<bool> g_scribbles = false;
+std::function<void(struct stat &)> g_changeStatus;
+std::atomic<uint64_t> g_recordedCalls = 0; // one bit each: asked before any constructor has run
+std::vector<std::string> g_records;
 std::atomic<ino_t> g_watched = 0;
 std::atomic<uint64_t> g_watchedBytes = 0;
 
@@ -77,17 +83,43 @@ bool strikesFrom(Call call, Origin origin)
 {
     const auto index = static_cast<size_t>(call);
     const unsigned count = ++g_counts[static_cast<size_t>(origin)][index];
-    if (!g_fault.armed || g_fault.call != call || g_fault.origin != origin || g_fault.nth != count) {
-        return false;
+    for (Fault &fault : g_faults) {
+        if (!fault.armed || fault.call != call || fault.origin != origin || fault.nth != count) {
+            continue;
+        }
+        fault.armed = false;
+        fault.hit = true;
+        if (fault.action) {
+            fault.action();
+            return false;
+        }
+        errno = fault.error;
+        return true;
     }
-    g_fault.armed = false;
-    g_fault.hit = true;
-    if (g_fault.action) {
-        g_fault.action();
-        return false;
-    }
-    errno = g_fault.error;
-    return true;
+    return false;
+}
+
+uint64_t bitOf(Call call)
+{
+    static_assert(kCalls <= 64);
+    return uint64_t{1} << static_cast<unsigned>(call);
+}
+
+void disarm(Fault &fault)
+{
+    fault.armed = false;
+    fault.hit = false;
+    fault.action = nullptr;
+}
+
+void arm(Fault &fault, Call call, unsigned nth, int error, Origin origin)
+{
+    disarm(fault);
+    fault.call = call;
+    fault.origin = origin;
+    fault.nth = g_counts[static_cast<size_t>(origin)][static_cast<size_t>(call)] + nth;
+    fault.error = error;
+    fault.armed = true;
 }
 
 } // namespace
@@ -137,33 +169,31 @@ const char *nameOf(Call call)
 
 void failCall(Call call, unsigned nth, int error, Origin origin)
 {
-    const auto index = static_cast<size_t>(call);
-    g_fault.armed = false;
-    g_fault.hit = false;
-    g_fault.call = call;
-    g_fault.origin = origin;
-    g_fault.nth = g_counts[static_cast<size_t>(origin)][index] + nth;
-    g_fault.error = error;
-    g_fault.action = nullptr;
-    g_fault.armed = true;
+    arm(g_faults[0], call, nth, error, origin);
+    disarm(g_faults[1]);
+}
+
+void failCallToo(Call call, unsigned nth, int error)
+{
+    arm(g_faults[1], call, nth, error, Origin::Boot);
 }
 
 void onCall(Call call, unsigned nth, std::function<void()> action, Origin origin)
 {
     failCall(call, nth, 0, origin);
-    g_fault.action = std::move(action);
+    g_faults[0].action = std::move(action);
 }
 
 bool faultHit()
 {
-    return g_fault.hit;
+    return g_faults[0].hit;
 }
 
 void clearFaults()
 {
-    g_fault.armed = false;
-    g_fault.hit = false;
-    g_fault.action = nullptr;
+    for (Fault &fault : g_faults) {
+        disarm(fault);
+    }
     for (auto &counts : g_counts) {
         for (auto &count : counts) {
             count = 0;
@@ -172,6 +202,10 @@ void clearFaults()
     g_resultSet = false;
     g_fakePid = 0;
     g_fakeProfile = nullptr;
+    g_scribbles = false;
+    g_changeStatus = nullptr;
+    g_recordedCalls = 0;
+    g_records.clear();
     g_watched = 0;
     g_watchedBytes = 0;
 }
@@ -195,6 +229,32 @@ void setFakePid(pid_t pid)
 void setFakeProfile(SwmIniSection *profile)
 {
     g_fakeProfile = profile;
+}
+
+void setScribble(bool scribbles)
+{
+    g_scribbles = scribbles;
+}
+
+void changeStatus(std::function<void(struct stat &)> change)
+{
+    g_changeStatus = std::move(change);
+}
+
+void recordCalls(std::initializer_list<Call> calls)
+{
+    g_records.clear();
+    uint64_t bits = 0;
+    for (const Call call : calls) {
+        bits |= bitOf(call);
+    }
+    g_recordedCalls = bits;
+}
+
+std::vector<std::string> recordedCalls()
+{
+    g_recordedCalls = 0;
+    return std::exchange(g_records, {});
 }
 
 void watchReads(ino_t inode)
@@ -227,6 +287,18 @@ bool isFromLibrary(const void *caller, Origin *origin)
     return false;
 }
 
+bool isFromBoot(const void *caller)
+{
+    Origin origin;
+    return isFromLibrary(caller, &origin) && origin == Origin::Boot;
+}
+
+bool isPlatformCallOfBoot(const void *caller)
+{
+    Origin origin;
+    return !isFromLibrary(caller, &origin) || origin == Origin::Boot;
+}
+
 bool strikes(Call call, const void *caller)
 {
     Origin origin;
@@ -252,6 +324,35 @@ pid_t fakePid()
 SwmIniSection *fakeProfile()
 {
     return g_fakeProfile;
+}
+
+bool scribbles()
+{
+    return g_scribbles;
+}
+
+void changeStatusOf(struct stat &status)
+{
+    if (g_changeStatus) {
+        g_changeStatus(status);
+    }
+}
+
+bool isRecorded(Call call)
+{
+    return (g_recordedCalls & bitOf(call)) != 0;
+}
+
+void recordCall(Call call, const std::string &what)
+{
+    g_records.push_back(nameOf(call) + (what.empty() ? "" : " " + what));
+}
+
+std::string fileBehind(int fd)
+{
+    char path[512] = "";
+    const std::string link = "/proc/self/fd/" + std::to_string(fd);
+    return readlink(link.c_str(), path, sizeof path - 1) > 0 ? path : "?";
 }
 
 void noteRead(int fd, ssize_t bytes)

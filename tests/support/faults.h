@@ -5,8 +5,11 @@
 #include <cerrno>
 #include <cstdint>
 #include <functional>
+#include <initializer_list>
 #include <string>
+#include <vector>
 
+#include <sys/stat.h>
 #include <sys/types.h>
 
 struct SwmIniSection;
@@ -61,6 +64,8 @@ enum class Origin : unsigned { Boot, Basic };
 
 // The nth call from now on (1: the next) fails: errno is `error`, and the call reports a failure in its own way.
 void failCall(Call call, unsigned nth, int error = EIO, Origin origin = Origin::Boot);
+// A second failure beside the one that failCall has armed; the next failCall disarms it.
+void failCallToo(Call call, unsigned nth, int error = EIO);
 // Runs just before the call that was named by failCall, instead of the failure.
 void onCall(Call call, unsigned nth, std::function<void()> action, Origin origin = Origin::Boot);
 // True when the armed failure has happened.
@@ -76,9 +81,22 @@ void setFaultResult(long result);
 void setFakePid(pid_t pid);
 // The profile that SWM_IniLoadProfile returns in place of a real one.
 void setFakeProfile(SwmIniSection *profile);
+// What a failed digest calculation leaves in its output all the same.
+void setScribble(bool scribbles);
+// Changes what fstat tells libtarn_boot; null: nothing.
+void changeStatus(std::function<void(struct stat &)> change);
 // Counts the bytes that both libraries read from the file with this inode.
 void watchReads(ino_t inode);
 uint64_t watchedBytes();
+
+// From now on these calls of libtarn_boot are recorded, each as a line of text: its name and what it works on, for
+// descriptors the file behind them.
+void recordCalls(std::initializer_list<Call> calls);
+// The lines so far, which are forgotten; the recording ends.
+std::vector<std::string> recordedCalls();
+
+// errno after calls of libtarn_boot that may change it although they succeed: releases and log lines.
+constexpr int kClobberedErrno = 9999;
 
 // Blocks that libtarn_boot has allocated and nobody has released.
 long liveBlocks();
@@ -88,10 +106,18 @@ namespace detail {
 bool strikes(Call call, const void *caller);
 // The same for platform operations, which only the libraries call (a tail call hides libtarn_boot).
 bool strikesPlatform(Call call, const void *caller);
+bool isFromBoot(const void *caller);
+// The same for platform operations.
+bool isPlatformCallOfBoot(const void *caller);
 bool isFromLibrary(const void *caller, Origin *origin);
 long faultResult(long plain);
 pid_t fakePid();
 SwmIniSection *fakeProfile();
+bool scribbles();
+void changeStatusOf(struct stat &status);
+bool isRecorded(Call call);
+void recordCall(Call call, const std::string &what);
+std::string fileBehind(int fd);
 void noteRead(int fd, ssize_t bytes);
 void noteBlock(const void *block);
 void forgetBlock(const void *block);

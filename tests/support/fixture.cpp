@@ -227,6 +227,18 @@ size_t openDescriptors()
     return static_cast<size_t>(std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator()));
 }
 
+bool waitUntil(const std::function<bool()> &condition, unsigned milliseconds)
+{
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > end) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+    return true;
+}
+
 pid_t startChild(const std::function<int()> &body)
 {
     const pid_t child = fork();
@@ -241,15 +253,11 @@ pid_t startChild(const std::function<int()> &body)
 
 std::optional<int> awaitChild(pid_t child, unsigned milliseconds)
 {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
     int status = 0;
-    while (waitpid(child, &status, WNOHANG) == 0) {
-        if (std::chrono::steady_clock::now() > end) {
-            kill(child, SIGKILL);
-            waitpid(child, &status, 0);
-            return std::nullopt;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    if (!waitUntil([&] { return waitpid(child, &status, WNOHANG) != 0; }, milliseconds)) {
+        kill(child, SIGKILL);
+        waitpid(child, &status, 0);
+        return std::nullopt;
     }
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }

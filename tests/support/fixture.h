@@ -12,6 +12,7 @@
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <sys/mman.h>
 #include <sys/types.h>
 
 #include "packaging/container_writer.h"
@@ -95,6 +96,22 @@ size_t openDescriptors();
 pid_t startChild(const std::function<int()> &body);
 std::optional<int> awaitChild(pid_t child, unsigned milliseconds);
 std::optional<int> runInChild(const std::function<int()> &body, unsigned milliseconds);
+
+// An object that a test shares with its children.
+template <typename T> class Shared {
+public:
+    Shared() : object(new (mmap(nullptr, sizeof(T), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0)) T()) {}
+    Shared(const Shared &) = delete;
+    ~Shared() { munmap(object, sizeof(T)); }
+    T &operator*() const { return *object; }
+    T *operator->() const { return object; }
+
+private:
+    T *object;
+};
+
+// False when the condition did not hold in time.
+bool waitUntil(const std::function<bool()> &condition, unsigned milliseconds);
 
 // An open descriptor of the test itself.
 class Descriptor {

@@ -39,11 +39,32 @@ template <typename Function> Function *realOf(const char *name)
 
 void *noted(void *block, const void *caller)
 {
-    tarn::test::Origin origin;
-    if (block != nullptr && isFromLibrary(caller, &origin) && origin == tarn::test::Origin::Boot) {
+    if (block != nullptr && isFromBoot(caller)) {
         noteBlock(block);
     }
     return block;
+}
+
+void recordPlain(Call call, const void *caller)
+{
+    if (isRecorded(call) && isFromBoot(caller)) {
+        recordCall(call, "");
+    }
+}
+
+void recordDescriptor(Call call, const void *caller, int fd, off_t position = -1)
+{
+    if (isRecorded(call) && isFromBoot(caller)) {
+        recordCall(call, fileBehind(fd) + (position < 0 ? "" : " " + std::to_string(position)));
+    }
+}
+
+// What a release may do to errno: whoever reads it afterwards reads the wrong one.
+void clobberErrno(const void *caller)
+{
+    if (isFromBoot(caller)) {
+        errno = tarn::test::kClobberedErrno;
+    }
 }
 
 // A close that fails has still closed.
@@ -58,6 +79,9 @@ int failedAfter(int error)
 TARN_HOOK void *hookMalloc(size_t size) asm("malloc");
 TARN_HOOK void *hookMalloc(size_t size)
 {
+    if (isRecorded(Call::Malloc) && isFromBoot(TARN_CALLER)) {
+        recordCall(Call::Malloc, std::to_string(size));
+    }
     if (strikes(Call::Malloc, TARN_CALLER)) {
         return nullptr;
     }
@@ -81,12 +105,14 @@ TARN_HOOK void hookFree(void *block)
         forgetBlock(block);
     }
     __interceptor_free != nullptr ? __interceptor_free(block) : __libc_free(block);
+    clobberErrno(TARN_CALLER);
 }
 
 TARN_HOOK off_t hookLseek(int fd, off_t offset, int whence) asm("lseek");
 TARN_HOOK off_t hookLseek(int fd, off_t offset, int whence)
 {
     static auto *const real = realOf<off_t(int, off_t, int)>("lseek");
+    recordDescriptor(Call::Lseek, TARN_CALLER, fd, offset);
     return strikes(Call::Lseek, TARN_CALLER) ? -1 : real(fd, offset, whence);
 }
 
@@ -94,13 +120,21 @@ TARN_HOOK int hookFstat(int fd, struct stat *status) asm("fstat");
 TARN_HOOK int hookFstat(int fd, struct stat *status)
 {
     static auto *const real = realOf<int(int, struct stat *)>("fstat");
-    return strikes(Call::Fstat, TARN_CALLER) ? -1 : real(fd, status);
+    if (strikes(Call::Fstat, TARN_CALLER)) {
+        return -1;
+    }
+    const int result = real(fd, status);
+    if (result == 0 && isFromBoot(TARN_CALLER)) {
+        changeStatusOf(*status);
+    }
+    return result;
 }
 
 TARN_HOOK int hookFsync(int fd) asm("fsync");
 TARN_HOOK int hookFsync(int fd)
 {
     static auto *const real = realOf<int(int)>("fsync");
+    recordDescriptor(Call::Fsync, TARN_CALLER, fd);
     return strikes(Call::Fsync, TARN_CALLER) ? -1 : real(fd);
 }
 
@@ -108,8 +142,11 @@ TARN_HOOK int hookClose(int fd) asm("close");
 TARN_HOOK int hookClose(int fd)
 {
     static auto *const real = realOf<int(int)>("close");
+    recordDescriptor(Call::Close, TARN_CALLER, fd);
     if (!strikes(Call::Close, TARN_CALLER)) {
-        return real(fd);
+        const int result = real(fd);
+        clobberErrno(TARN_CALLER);
+        return result;
     }
     const int error = errno;
     real(fd);
@@ -221,8 +258,11 @@ TARN_HOOK int hookFclose(FILE *stream) asm("fclose");
 TARN_HOOK int hookFclose(FILE *stream)
 {
     static auto *const real = realOf<int(FILE *)>("fclose");
+    recordPlain(Call::Fclose, TARN_CALLER);
     if (!strikes(Call::Fclose, TARN_CALLER)) {
-        return real(stream);
+        const int result = real(stream);
+        clobberErrno(TARN_CALLER);
+        return result;
     }
     const int error = errno;
     real(stream);
@@ -233,6 +273,7 @@ TARN_HOOK int hookMutexLock(pthread_mutex_t *mutex) asm("pthread_mutex_lock");
 TARN_HOOK int hookMutexLock(pthread_mutex_t *mutex)
 {
     static auto *const real = realOf<int(pthread_mutex_t *)>("pthread_mutex_lock");
+    recordPlain(Call::MutexLock, TARN_CALLER);
     return strikes(Call::MutexLock, TARN_CALLER) ? errno : real(mutex);
 }
 
@@ -241,6 +282,7 @@ TARN_HOOK int hookMutexUnlock(pthread_mutex_t *mutex) asm("pthread_mutex_unlock"
 TARN_HOOK int hookMutexUnlock(pthread_mutex_t *mutex)
 {
     static auto *const real = realOf<int(pthread_mutex_t *)>("pthread_mutex_unlock");
+    recordPlain(Call::MutexUnlock, TARN_CALLER);
     if (!strikes(Call::MutexUnlock, TARN_CALLER)) {
         return real(mutex);
     }

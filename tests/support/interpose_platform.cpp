@@ -2,6 +2,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <string>
 
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -23,6 +24,13 @@ uint32_t failedStatus()
     return static_cast<uint32_t>(faultResult(1));
 }
 
+void record(Call call, const void *caller, const char *path, const std::string &more = "")
+{
+    if (isRecorded(call) && isPlatformCallOfBoot(caller)) {
+        recordCall(call, path + more);
+    }
+}
+
 int32_t failedBytes()
 {
     return static_cast<int32_t>(faultResult(-1));
@@ -35,22 +43,23 @@ extern "C" {
 uint32_t SWM_Open(const char *path, int32_t flags, int32_t *fdOut, ...)
 {
     TARN_REAL(SWM_Open);
-    if (strikesPlatform(Call::SwmOpen, TARN_CALLER)) {
-        return failedStatus();
+    uint32_t mode = 0;
+    std::string parameters = " " + std::to_string(flags);
+    if ((flags & O_CREAT) != 0) {
+        va_list arguments;
+        va_start(arguments, fdOut);
+        mode = va_arg(arguments, uint32_t);
+        va_end(arguments);
+        parameters += " " + std::to_string(mode);
     }
-    if ((flags & O_CREAT) == 0) {
-        return real(path, flags, fdOut);
-    }
-    va_list arguments;
-    va_start(arguments, fdOut);
-    const uint32_t mode = va_arg(arguments, uint32_t);
-    va_end(arguments);
-    return real(path, flags, fdOut, mode);
+    record(Call::SwmOpen, TARN_CALLER, path, parameters);
+    return strikesPlatform(Call::SwmOpen, TARN_CALLER) ? failedStatus() : real(path, flags, fdOut, mode);
 }
 
 uint32_t SWM_Fopen(const char *path, const char *mode, FILE **streamOut)
 {
     TARN_REAL(SWM_Fopen);
+    record(Call::SwmFopen, TARN_CALLER, path, std::string(" ") + mode);
     return strikesPlatform(Call::SwmFopen, TARN_CALLER) ? failedStatus() : real(path, mode, streamOut);
 }
 
@@ -93,12 +102,14 @@ uint32_t TARN_MkDirRecursive(const char *path)
 uint32_t SWM_DelFile(const char *path)
 {
     TARN_REAL(SWM_DelFile);
+    record(Call::DelFile, TARN_CALLER, path);
     return strikesPlatform(Call::DelFile, TARN_CALLER) ? failedStatus() : real(path);
 }
 
 uint32_t TARN_DelFile(const char *path)
 {
     TARN_REAL(TARN_DelFile);
+    record(Call::DelFile, TARN_CALLER, path);
     return strikesPlatform(Call::DelFile, TARN_CALLER) ? failedStatus() : real(path);
 }
 
@@ -117,7 +128,13 @@ uint32_t SWM_VerifyPssCms(const char *listPath, const char *cmsPath)
 uint32_t SWM_CalcFileSHA256ValueByFileHandleStr(int32_t fd, uint32_t length, char *out, uint32_t outSize)
 {
     TARN_REAL(SWM_CalcFileSHA256ValueByFileHandleStr);
-    return strikesPlatform(Call::CalcSha256, TARN_CALLER) ? failedStatus() : real(fd, length, out, outSize);
+    if (!strikesPlatform(Call::CalcSha256, TARN_CALLER)) {
+        return real(fd, length, out, outSize);
+    }
+    if (scribbles()) {
+        memset(out, 's', outSize);
+    }
+    return failedStatus();
 }
 
 uint32_t SWM_IsPostfixString(const char *string, const char *suffix)
@@ -129,6 +146,9 @@ uint32_t SWM_IsPostfixString(const char *string, const char *suffix)
 SwmIniSection *SWM_IniLoadProfile(FILE *stream)
 {
     TARN_REAL(SWM_IniLoadProfile);
+    if (isRecorded(Call::IniLoadProfile)) {
+        recordCall(Call::IniLoadProfile, "");
+    }
     if (strikesPlatform(Call::IniLoadProfile, TARN_CALLER)) {
         return nullptr;
     }
@@ -138,6 +158,9 @@ SwmIniSection *SWM_IniLoadProfile(FILE *stream)
 void SWM_FreeProfile(SwmIniSection *profile)
 {
     TARN_REAL(SWM_FreeProfile);
+    if (isRecorded(Call::FreeProfile)) {
+        recordCall(Call::FreeProfile, "");
+    }
     (void)strikesPlatform(Call::FreeProfile, TARN_CALLER);
     if (profile != fakeProfile()) {
         real(profile);

@@ -11,6 +11,8 @@
 namespace tarn::test {
 namespace {
 
+constexpr int kErrnoAfterLogging = 9999;
+
 std::mutex g_mutex;
 std::vector<LogLine> g_lines;
 
@@ -157,10 +159,10 @@ testing::AssertionResult logged(const std::vector<LogLine> &expected)
 
 } // namespace tarn::test
 
-// Takes the place of the platform's. Its own allocations and locks are none of the library's.
+// Takes the place of the platform's, which keeps errno: libtarn_boot does not count on that. Its own allocations and
+// locks are none of the library's.
 extern "C" void SWM_LogWrite(uint32_t module, uint32_t level, const char *format, ...)
 {
-    const int savedErrno = errno;
     va_list arguments;
     va_start(arguments, format);
     std::string text = tarn::test::render(format, arguments);
@@ -169,5 +171,5 @@ extern "C" void SWM_LogWrite(uint32_t module, uint32_t level, const char *format
         const std::lock_guard lock(tarn::test::g_mutex);
         tarn::test::g_lines.push_back({module, level, format, std::move(text)});
     }
-    errno = savedErrno;
+    errno = tarn::test::kErrnoAfterLogging;
 }
