@@ -1,6 +1,6 @@
 /*
- * The binary interface as a C program sees it: every public header compiles as C11, every record has the stated size
- * and offsets, every exported operation links.
+ * The binary interface as a C program sees it: every public header compiles as C11, every record has its documented
+ * size and offsets, every exported operation links.
  */
 #include <assert.h>
 #include <stddef.h>

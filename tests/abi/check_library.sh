@@ -19,6 +19,10 @@ diff "$work/listed" "$work/exported" || complain "exported names differ (<: list
 
 "$nm" -D --defined-only "$library" | grep -q ' B g_pkgCacheInfo' || complain "g_pkgCacheInfo is not exported from .bss"
 
+# A protected symbol would part the library's object from the copy that a program linked without PIE gets.
+"$readelf" --dyn-syms -W "$library" | awk '$8 ~ /^g_pkgCacheInfo(@|$)/ { print $4, $5, $6 }' >"$work/cache"
+echo 'OBJECT GLOBAL DEFAULT' | diff - "$work/cache" || complain "g_pkgCacheInfo is no global object of default visibility"
+
 dynamic=$("$readelf" -dW "$library")
 echo "$dynamic" | grep -q 'SONAME.*\[libtarn_boot\.so\.1\]' || complain "SONAME is not libtarn_boot.so.1"
 if echo "$dynamic" | grep -q '(SYMBOLIC)'; then
