@@ -26,7 +26,7 @@ Block<char> configuredPool();
 
 constexpr const char *kDefaultRoot = "/";
 constexpr const char *kDefaultPool = "/opt/tarn/pool";
-// Joined to a root or pool, a path at which nothing exists.
+// A path at which nothing exists, by itself or, without its first slash, below a root or pool.
 constexpr const char *kInvalidPath = "/.invalid/.invalid";
 
 } // namespace tarn::basic

@@ -64,6 +64,16 @@ TARN_BASIC_API uint32_t SWM_SHA_IsFileDamaged2(const char *path, const uint8_t *
  * Checks a detached CMS signature (RFC 5652, DER) over a file list: one signer, signed attributes, RSASSA-PSS with one
  * hash of SHA-256, 384 or 512 throughout and a salt no shorter than it, RSA of 2048 bits or more, a chain to a
  * configured anchor. 0 when valid; each refusal has its own code (enum SwmCmsResult).
+ *
+ * Trust, from the configuration's section "trust":
+ *  - The files of `anchors` and `crl` must be owned by root or the effective user and not writable for group or others.
+ *    They hold PEM objects of their one type, with comments between them; a line that begins with "-" or has "---"
+ *    in it, and is not the frame of such an object, makes the file unusable.
+ *  - A key usage of the signer must allow digitalSignature or nonRepudiation. Unless `signer_purpose` is empty, the
+ *    signer must name it among its extended key usages; an issuer's, if it has any, must name it or any usage.
+ *  - With `crl` each signer needs a list of its issuer that can be checked: signed by the issuer, whose certificate
+ *    comes with the message or is an anchor, also where the signer itself is the anchor. Its issuers are checked
+ *    against the lists there are. Dates of certificates and lists are not looked at.
  */
 TARN_BASIC_API uint32_t SWM_VerifyPssCms(const char *listPath, const char *cmsPath);
 /* The same over memory; the only mode is 1. */

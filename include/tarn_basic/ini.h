@@ -29,7 +29,7 @@ typedef struct SwmIniSection {
  * One parser serves all four. Lines end in LF or CR LF; blanks around a key and before a value are dropped, blanks at
  * the end of a value stay. "[...]" opens a section; sections keep file order and are never merged; one without keys is
  * not exposed. A line splits at its first "="; a first non-blank ";" or "#" makes it a comment. Lines without "=", keys
- * before any section and keys over 64 bytes are ignored. A UTF-8 byte-order mark is skipped.
+ * before any section and keys over 64 bytes are ignored; an empty key is a key. A UTF-8 byte-order mark is skipped.
  * No section left, a NUL byte, a line over 4095 bytes, over 4 MiB or 65,536 sections, no memory and a read error fail.
  */
 TARN_BASIC_API SwmIniSection *SWM_IniLoadProfile(FILE *stream);                /* null on failure */

@@ -17,7 +17,8 @@ extern "C" {
 
 /*
  * Writes one line when `level` is wanted. The line goes out in one write, control bytes escaped, so that a name taken
- * from a file cannot forge a second line; over 2048 bytes it is cut and ends in "...". errno is kept.
+ * from a file cannot forge a second line; over 2048 bytes without the line feed it is cut and ends in "...". errno is
+ * kept.
  */
 TARN_BASIC_API void SWM_LogWrite(uint32_t module, uint32_t level, const char *format, ...)
     __attribute__((format(printf, 3, 4)));

@@ -32,7 +32,8 @@ TARN_BASIC_API uint32_t SWM_GetDirAndBaseName(const char *path, char *dir, uint3
 
 /*
  * In place, in a buffer of 384 bytes: a relative path goes under the root path; "//", "." and ".." are resolved as
- * text, never above the root. A path that does not fit becomes "<root>/.invalid/.invalid".
+ * text, never above the root. A path that does not fit, or does not end in the buffer, becomes
+ * "<root>/.invalid/.invalid".
  */
 TARN_BASIC_API void SWM_Trans2AbsolutePath(char *path);
 /* A hook for devices with special directories; the bundled library changes nothing. */

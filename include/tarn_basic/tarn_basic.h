@@ -8,8 +8,10 @@
  *  2. A null argument is a failure (or 0 from a predicate), never a crash.
  *  3. On failure the outputs are untouched and errno is that of the failing system call.
  *  4. A text that does not fit its buffer is a failure, never a cut. Buffer sizes count the terminating NUL.
- *  5. Every operation may be called from several threads; nothing is kept between calls.
- *  6. Descriptors are close-on-exec; calls interrupted by a signal are taken up again.
+ *  5. Every operation may be called from several threads; nothing is kept between calls but the handle of the digest
+ *     algorithm.
+ *  6. Descriptors are close-on-exec, and opening one never makes a terminal the controlling one; calls interrupted by a
+ *     signal are taken up again.
  */
 #ifndef TARN_BASIC_TARN_BASIC_H
 #define TARN_BASIC_TARN_BASIC_H

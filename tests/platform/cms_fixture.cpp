@@ -24,7 +24,8 @@ void require(bool isGood, const char *what)
 
 Key makeKey(const std::string &name)
 {
-    EVP_PKEY *key = name == "curve" ? EVP_EC_gen("P-256") : EVP_RSA_gen(name == "weak" ? 1024u : 2048u);
+    const unsigned bits = name == "weak" ? 1024 : name == "short" ? 2047 : 2048;
+    EVP_PKEY *key = name == "curve" ? EVP_EC_gen("P-256") : EVP_RSA_gen(bits);
     require(key != nullptr, "key");
     return Key(key, EVP_PKEY_free);
 }
@@ -98,6 +99,7 @@ Identity certify(const std::string &name, const Key &key, const CertificateTrait
     addExtension(certificate.get(), issuerCertificate, NID_basic_constraints, traits.basicConstraints);
     addExtension(certificate.get(), issuerCertificate, NID_key_usage, traits.keyUsage);
     addExtension(certificate.get(), issuerCertificate, NID_ext_key_usage, traits.extendedKeyUsage);
+    addExtension(certificate.get(), issuerCertificate, NID_subject_key_identifier, "hash");
     EVP_PKEY *signingKey = issuer != nullptr ? issuer->key.get() : key.get();
     require(X509_sign(certificate.get(), signingKey, traits.hash) > 0, "certificate");
     return {key, certificate};
@@ -153,6 +155,9 @@ std::string sign(const SignatureRecipe &recipe)
     BIO *content = BIO_new_mem_buf(recipe.content.data(), static_cast<int>(recipe.content.size()));
     require(CMS_final(message, content, nullptr, recipe.flags) == 1, "signature");
     BIO_free(content);
+    if (recipe.change) {
+        recipe.change(sk_CMS_SignerInfo_value(CMS_get0_SignerInfos(message), 0));
+    }
     return derOf(message);
 }
 

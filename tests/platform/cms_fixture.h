@@ -1,6 +1,7 @@
 // Keys, certificates, revocation lists and CMS signatures, sound and with one defect at a time.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -27,7 +28,8 @@ struct CertificateTraits {
     bool isExpired = false;
 };
 
-// RSA keys by purpose, made once per program: "root", "issuer", "signer" of 2048 bits, "weak" of 1024; "curve" is EC.
+// RSA keys by purpose, made once per program: "root", "issuer", "signer" of 2048 bits, "short" of 2047, "weak" of
+// 1024; "curve" is EC.
 Key keyOf(const std::string &name);
 // Self-signed without an issuer.
 Identity certify(const std::string &name, const Key &key, const CertificateTraits &traits,
@@ -49,6 +51,8 @@ struct SignatureRecipe {
     int salt = -1;                    // as long as the hash
     bool isPss = true;
     int contentType = NID_pkcs7_data;
+    // What becomes of the signer once it has signed.
+    std::function<void(CMS_SignerInfo *)> change = nullptr;
 };
 std::string sign(const SignatureRecipe &recipe);
 // A CMS message that is no signature.

@@ -1,10 +1,13 @@
 #include <atomic>
 #include <cerrno>
+#include <functional>
+#include <memory>
 #include <string>
 #include <thread>
 
 #include <fcntl.h>
 #include <openssl/err.h>
+#include <openssl/rsa.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -72,6 +75,9 @@ TEST_F(Cms, GoodSignatures)
     recipe = good();
     recipe.content = "";
     EXPECT_EQ(verify(sign(recipe), ""), SWM_CMS_VALID) << "an empty list";
+    recipe = good();
+    recipe.flags |= CMS_USE_KEYID;
+    EXPECT_EQ(verify(sign(recipe)), SWM_CMS_VALID) << "the signer named by its key";
 }
 
 TEST_F(Cms, FormRefusals)
@@ -147,6 +153,115 @@ TEST_F(Cms, TamperedWith)
     EXPECT_EQ(verify(changed), SWM_CMS_BAD_SIGNATURE);
 }
 
+X509_ALGOR *algorithmOf(CMS_SignerInfo *signer)
+{
+    X509_ALGOR *signature = nullptr;
+    CMS_SignerInfo_get0_algs(signer, nullptr, nullptr, nullptr, &signature);
+    return signature;
+}
+
+void setParameters(CMS_SignerInfo *signer, int type, void *value)
+{
+    ASSERT_EQ(X509_ALGOR_set0(algorithmOf(signer), OBJ_nid2obj(NID_rsassaPss), type, value), 1);
+}
+
+// The PSS parameters with another function in MGF1's place.
+void setMaskFunction(CMS_SignerInfo *signer, int function)
+{
+    int type = V_ASN1_UNDEF;
+    const void *sequence = nullptr;
+    X509_ALGOR_get0(nullptr, &type, &sequence, algorithmOf(signer));
+    const std::unique_ptr<RSA_PSS_PARAMS, decltype(&RSA_PSS_PARAMS_free)> pss(
+        static_cast<RSA_PSS_PARAMS *>(
+            ASN1_item_unpack(static_cast<const ASN1_STRING *>(sequence), ASN1_ITEM_rptr(RSA_PSS_PARAMS))),
+        RSA_PSS_PARAMS_free);
+    ASSERT_NE(pss, nullptr);
+    ASN1_OBJECT_free(pss->maskGenAlgorithm->algorithm);
+    pss->maskGenAlgorithm->algorithm = OBJ_nid2obj(function);
+    setParameters(signer, V_ASN1_SEQUENCE, ASN1_item_pack(pss.get(), ASN1_ITEM_rptr(RSA_PSS_PARAMS), nullptr));
+}
+
+TEST_F(Cms, ParameterRefusals)
+{
+    const struct {
+        const char *what;
+        uint32_t result;
+        std::function<void(CMS_SignerInfo *)> change;
+    } rows[] = {
+        {"sound", SWM_CMS_VALID, [](CMS_SignerInfo *one) { setMaskFunction(one, NID_mgf1); }},
+        {"absent", SWM_CMS_NOT_PSS, [](CMS_SignerInfo *one) { setParameters(one, V_ASN1_UNDEF, nullptr); }},
+        {"null", SWM_CMS_NOT_PSS, [](CMS_SignerInfo *one) { setParameters(one, V_ASN1_NULL, nullptr); }},
+        {"no sequence", SWM_CMS_NOT_PSS,
+         [](CMS_SignerInfo *one) { setParameters(one, V_ASN1_OCTET_STRING, ASN1_OCTET_STRING_new()); }},
+        {"not MGF1", SWM_CMS_HASH, [](CMS_SignerInfo *one) { setMaskFunction(one, NID_sha256); }},
+    };
+    for (const auto &row : rows) {
+        SignatureRecipe recipe = good();
+        recipe.change = row.change;
+        EXPECT_EQ(verify(sign(recipe)), row.result) << row.what;
+    }
+}
+
+void removeAttribute(CMS_SignerInfo *signer, int attribute)
+{
+    X509_ATTRIBUTE_free(CMS_signed_delete_attr(signer, CMS_signed_get_attr_by_NID(signer, attribute, -1)));
+}
+
+void replaceAttribute(CMS_SignerInfo *signer, int attribute, int type, const void *value, int length)
+{
+    removeAttribute(signer, attribute);
+    ASSERT_EQ(CMS_signed_add1_attr_by_NID(signer, attribute, type, value, length), 1);
+}
+
+// A second attribute with the same value.
+void repeatAttribute(CMS_SignerInfo *signer, int attribute)
+{
+    X509_ATTRIBUTE *once = CMS_signed_get_attr(signer, CMS_signed_get_attr_by_NID(signer, attribute, -1));
+    ASSERT_EQ(CMS_signed_add1_attr(signer, once), 1);
+}
+
+// A second value in the same attribute.
+void repeatValue(CMS_SignerInfo *signer, int attribute)
+{
+    X509_ATTRIBUTE *once = CMS_signed_get_attr(signer, CMS_signed_get_attr_by_NID(signer, attribute, -1));
+    const ASN1_TYPE *value = X509_ATTRIBUTE_get0_type(once, 0);
+    ASSERT_EQ(X509_ATTRIBUTE_set1_data(once, ASN1_TYPE_get(value), value->value.ptr, -1), 1);
+}
+
+TEST_F(Cms, AttributeRefusals)
+{
+    using Signer = CMS_SignerInfo *;
+    constexpr int kType = NID_pkcs9_contentType;
+    constexpr int kDigest = NID_pkcs9_messageDigest;
+    const struct {
+        const char *what;
+        uint32_t result;
+        std::function<void(Signer)> change;
+    } rows[] = {
+        {"no type", SWM_CMS_CONTENT_TYPE, [](Signer one) { removeAttribute(one, kType); }},
+        {"type twice", SWM_CMS_CONTENT_TYPE, [](Signer one) { repeatAttribute(one, kType); }},
+        {"two types", SWM_CMS_CONTENT_TYPE, [](Signer one) { repeatValue(one, kType); }},
+        {"another type", SWM_CMS_CONTENT_TYPE,
+         [](Signer one) { replaceAttribute(one, kType, V_ASN1_OBJECT, OBJ_nid2obj(NID_pkcs7_digest), -1); }},
+        {"type as text", SWM_CMS_CONTENT_TYPE,
+         [](Signer one) { replaceAttribute(one, kType, V_ASN1_OCTET_STRING, "data", 4); }},
+        {"no digest", SWM_CMS_CONTENT_CHANGED, [](Signer one) { removeAttribute(one, kDigest); }},
+        {"digest twice", SWM_CMS_CONTENT_CHANGED, [](Signer one) { repeatAttribute(one, kDigest); }},
+        {"two digests", SWM_CMS_CONTENT_CHANGED, [](Signer one) { repeatValue(one, kDigest); }},
+        {"empty digest", SWM_CMS_CONTENT_CHANGED,
+         [](Signer one) { replaceAttribute(one, kDigest, V_ASN1_OCTET_STRING, "", 0); }},
+        {"digest as an object", SWM_CMS_CONTENT_CHANGED,
+         [](Signer one) { replaceAttribute(one, kDigest, V_ASN1_OBJECT, OBJ_nid2obj(NID_pkcs7_data), -1); }},
+        {"another attribute changed", SWM_CMS_BAD_SIGNATURE,
+         [](Signer one) { removeAttribute(one, NID_pkcs9_signingTime); }},
+    };
+    for (const auto &row : rows) {
+        SignatureRecipe recipe = good();
+        recipe.change = row.change;
+        EXPECT_EQ(verify(sign(recipe)), row.result) << row.what;
+    }
+}
+
 // No flipped byte may ever make a signature more than valid, crash or leak; most must be refused.
 TEST_F(Cms, EveryFlippedByte)
 {
@@ -169,10 +284,18 @@ TEST_F(Cms, Keys)
     trust({root.certificate});
     EXPECT_EQ(verifySignedBy(certify("weak", keyOf("weak"), signerTraits(), &issuer), {issuer.certificate}),
               SWM_CMS_KEY);
+    EXPECT_EQ(verifySignedBy(certify("short", keyOf("short"), signerTraits(), &issuer), {issuer.certificate}),
+              SWM_CMS_KEY);
     SignatureRecipe recipe = good();
+    std::unique_ptr<X509_ALGOR, decltype(&X509_ALGOR_free)> pss(nullptr, X509_ALGOR_free);
+    recipe.change = [&](CMS_SignerInfo *one) { pss.reset(X509_ALGOR_dup(algorithmOf(one))); };
+    (void)sign(recipe);
     recipe.isPss = false;
     recipe.signers = {certify("curve", keyOf("curve"), signerTraits(), &issuer)};
+    recipe.change = nullptr;
     EXPECT_EQ(verify(sign(recipe)), SWM_CMS_NOT_PSS);
+    recipe.change = [&](CMS_SignerInfo *one) { EXPECT_EQ(X509_ALGOR_copy(algorithmOf(one), pss.get()), 1); };
+    EXPECT_EQ(verify(sign(recipe)), SWM_CMS_KEY) << "a curve that is said to be PSS";
     const Identity weakIssuer = certify("weak issuer", keyOf("weak"), issuerTraits(), &root);
     EXPECT_EQ(verifySignedBy(makeSigner(weakIssuer), {weakIssuer.certificate}), SWM_CMS_CHAIN);
 }
@@ -197,6 +320,14 @@ TEST_F(Cms, Chains)
         const Identity noCa = makeIssuer(root, &traits);
         EXPECT_EQ(verifySignedBy(makeSigner(noCa), {noCa.certificate}), SWM_CMS_CHAIN) << constraints;
     }
+    const Identity below = certify("below", keyOf("signer"), issuerTraits(), &issuer);
+    EXPECT_EQ(verifySignedBy(makeSigner(below), {below.certificate, issuer.certificate}), SWM_CMS_VALID);
+    traits = issuerTraits();
+    traits.basicConstraints = "critical,CA:TRUE,pathlen:0";
+    const Identity lastIssuer = makeIssuer(root, &traits);
+    const Identity tooDeep = certify("below", keyOf("signer"), issuerTraits(), &lastIssuer);
+    EXPECT_EQ(verifySignedBy(makeSigner(tooDeep), {tooDeep.certificate, lastIssuer.certificate}), SWM_CMS_CHAIN)
+        << "more issuers than allowed";
     traits = issuerTraits();
     traits.keyUsage = "critical,digitalSignature";
     const Identity noSign = makeIssuer(root, &traits);
@@ -282,6 +413,19 @@ TEST_F(Cms, Revocation)
     EXPECT_EQ(verify(signature), SWM_CMS_BAD_REVOCATION);
     trust({root.certificate}, "crl =\n");
     EXPECT_EQ(verify(signature), SWM_CMS_VALID);
+}
+
+TEST_F(Cms, RevocationOfAPinnedSigner)
+{
+    const std::string crl = "crl = " + std::string(at("crl.pem")) + "\n";
+    writeFile(dir / "crl.pem", revocationPem(issuer, {}));
+    trust({signer.certificate}, crl);
+    EXPECT_EQ(verify(sign(good())), SWM_CMS_VALID) << "its issuer comes with the message";
+    EXPECT_EQ(verifySignedBy(signer, {}), SWM_CMS_NOT_COVERED) << "nobody can check the list";
+    trust({signer.certificate, issuer.certificate}, crl);
+    EXPECT_EQ(verifySignedBy(signer, {}), SWM_CMS_VALID) << "its issuer is an anchor";
+    writeFile(dir / "crl.pem", revocationPem(issuer, {signer.certificate}));
+    EXPECT_EQ(verifySignedBy(signer, {}), SWM_CMS_REVOKED);
 }
 
 // Whatever happens to one list of a file, the others must not pass for all of it.

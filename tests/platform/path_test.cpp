@@ -164,7 +164,7 @@ TEST_F(Path, AbsoluteStaysInItsBuffer)
 {
     char buffer[386];
     memset(buffer, 'x', sizeof buffer);
-    memcpy(buffer, "/a/..", 5); // what lies behind the buffer would fit once this is resolved
+    memcpy(buffer, "/a/../", 6); // what lies behind the buffer would fit once this is resolved
     strcpy(buffer + 384, "g");
     SWM_Trans2AbsolutePath(buffer);
     EXPECT_STREQ(buffer, "/.invalid/.invalid") << "no text that ends in the buffer";
