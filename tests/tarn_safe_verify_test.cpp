@@ -71,6 +71,19 @@ TEST_F(VerifyTest, ChecksEverythingEveryTime)
     }
 }
 
+// An identity that stayed beside emptied lists would pass for checked.
+TEST_F(VerifyTest, FailedClearingOfTheCacheSkipsNoCheck)
+{
+    EXPECT_EQ(extract("app"), TARN_EXTRACT_OK);
+    flipByte(package, memberOffset(members, 2) + kMemberHeaderSize + 5);
+    setModified(package, g_pkgCacheInfo.identity.st_mtim.tv_sec);
+    clearFaults();
+    failCall(Call::Memset, 1);
+    EXPECT_EQ(verify(), TARN_VERIFY_MISMATCH);
+    EXPECT_TRUE(faultHit());
+    EXPECT_EQ(callCount(Call::VerifyPssCms), 1u);
+}
+
 TEST_F(VerifyTest, EverySuffix)
 {
     for (const char *name : {"p.cc", "p.CC", "p.ccx", "p.cch"}) {

@@ -59,6 +59,8 @@ void ExtractCacheDrop() noexcept
     RecordList<PkgMemberRecord>(g_pkgCacheInfo.memberList).release();
     RecordList<SignedFileRecord>(g_pkgCacheInfo.signedList).release();
     clearBytes(&g_pkgCacheInfo.identity, sizeof(g_pkgCacheInfo.identity));
+    // Even when that failed: an identity beside emptied lists would pass for a package that has been checked.
+    g_pkgCacheInfo.identity = {};
     g_pkgCacheInfo.reuseFlag = 0;
 }
 
