@@ -17,10 +17,22 @@ using namespace tarn::test;
 
 class Fault : public PlatformTest {
 protected:
-    ~Fault() override { setSlow(false); }
+    Fault()
+    {
+        setObserver([](Call call, int flags) {
+            const int safe = call == Call::Open ? O_CLOEXEC | O_NOCTTY : call == Call::Pipe ? O_CLOEXEC : 0;
+            EXPECT_EQ(flags & safe, safe) << "call " << static_cast<int>(call);
+        });
+    }
+    ~Fault() override
+    {
+        setObserver(nullptr);
+        setSlow(false);
+    }
 
     // Runs the operation with the first, second, ... call failing until a run meets no failure. Each failed run must
-    // report it, keep no descriptor and leave as many entries in the directory as `leftovers` says.
+    // report it with the call's errno, keep no descriptor and leave as many entries in the directory as `leftovers`
+    // says.
     void sweep(
         const std::function<bool()> &operation, const std::function<void()> &prepare = [] {},
         size_t leftovers = SIZE_MAX)
@@ -29,7 +41,8 @@ protected:
             for (unsigned nth = 1;; ++nth) {
                 prepare();
                 const size_t descriptors = openDescriptors();
-                failCall(static_cast<Call>(index), nth, static_cast<Call>(index) == Call::Malloc ? ENOMEM : EIO);
+                const int injected = static_cast<Call>(index) == Call::Malloc ? ENOMEM : EIO;
+                failCall(static_cast<Call>(index), nth, injected);
                 const bool isDone = operation();
                 const int error = errno;
                 if (!hasFailed()) {
@@ -38,7 +51,7 @@ protected:
                 }
                 ++failures;
                 EXPECT_FALSE(isDone) << "call " << index << " nth " << nth;
-                EXPECT_NE(error, 0);
+                EXPECT_EQ(error, hasStatus ? injected : error) << "call " << index << " nth " << nth;
                 EXPECT_EQ(openDescriptors(), descriptors) << "call " << index << " nth " << nth;
                 if (leftovers != SIZE_MAX) {
                     EXPECT_EQ(entriesOf(dir), leftovers) << "call " << index << " nth " << nth;
@@ -48,6 +61,7 @@ protected:
     }
 
     unsigned failures = 0;
+    bool hasStatus = true; // false: errno is nobody's business
 };
 
 TEST_F(Fault, CopyFile)
@@ -57,10 +71,12 @@ TEST_F(Fault, CopyFile)
     sweep(
         [&] {
             const bool isDone = SWM_CopyFile(at("from"), at("to")) == 0;
+            const int error = errno;
             // Only the last step, syncing the directory, comes when the copy is in place.
             directorySyncs += !isDone && fs::exists(dir / "to");
             EXPECT_TRUE(!fs::exists(dir / "to") || readFile(dir / "to") == "content");
             fs::remove(dir / "to");
+            errno = error;
             return isDone;
         },
         [] {}, 1);
@@ -157,14 +173,15 @@ TEST_F(Fault, PathsAndPool)
     sweep([&] { return SWM_GetRootPath(out, sizeof out) == 0; });
     sweep([&] { return TARN_GetLinkInfo(at("link"), out, sizeof out) == 0; });
     sweep([&] { return SWM_GetCanonicalFilepath(dir.c_str(), out, sizeof out) == 0; });
+    hasStatus = false;
     sweep([&] {
         strcpy(out, "a");
         SWM_Trans2AbsolutePath(out);
         const std::string path = out;
         EXPECT_TRUE(path == "/srv/a" || path == "/srv/.invalid/.invalid" || path == "/.invalid/.invalid") << path;
-        errno = EIO;
         return path == "/srv/a";
     });
+    hasStatus = true;
     sweep([&] {
         out[0] = '\0';
         const bool isDone = SWM_GetPkgPoolPackageVerDescFileLocalPath("n", "v", out, sizeof out) == 0;

@@ -186,7 +186,7 @@ TARN_FORWARD(Call::Rename, from, renameat, -1, int, (int from, const char *old, 
              (from, old, to, name))
 TARN_FORWARD(Call::Mkdir, at, mkdirat, -1, int, (int at, const char *path, mode_t mode), (at, path, mode))
 TARN_FORWARD(Call::Unlink, at, unlinkat, -1, int, (int at, const char *path, int flags), (at, path, flags))
-TARN_FORWARD(Call::Pipe, 0, pipe2, -1, int, (int *ends, int flags), (ends, flags))
+TARN_FORWARD(Call::Pipe, flags, pipe2, -1, int, (int *ends, int flags), (ends, flags))
 TARN_FORWARD(Call::Strdup, 0, strdup, nullptr, char *, (const char *text), (text))
 TARN_FORWARD(Call::Strdup, 0, strndup, nullptr, char *, (const char *text, size_t count), (text, count))
 TARN_FORWARD(Call::Strdup, 0, realpath, nullptr, char *, (const char *path, char *out), (path, out))

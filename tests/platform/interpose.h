@@ -33,7 +33,7 @@ bool hasFailed();
 // While set, each read and write is interrupted once and then moves one byte.
 void setSlow(bool isSlow);
 
-// Told of each call before it is made: the flags of an opening one, else the descriptor; 0 where there is neither.
+// Told of each call before it is made: the flags of one that opens, else the descriptor; 0 where there is neither.
 using Observer = std::function<void(Call call, int number)>;
 void setObserver(Observer observer);
 
