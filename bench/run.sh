@@ -2,8 +2,8 @@
 # run.sh BUILD: makes a signed package of 512 MiB in 64 members and compares whole commands, warm cache, same run.
 set -eu
 build=$1
-tarn=$build/tools/tarn/tarn
-compare=$build/bench/compare_commands
+tarn=$build/bin/tarn
+compare=$build/bin/compare_commands
 dir=$(mktemp -d)
 trap 'rm -rf "$dir"' EXIT INT TERM
 runs=${RUNS:-11}
@@ -31,12 +31,12 @@ for size in 128 512; do
 done
 echo "tarn package extract, one member of 8 MiB of 512, against a bare program that hashes, copies and syncs 8 MiB"
 "$compare" $((runs * 3)) "exec $tarn --config $conf package extract $dir/p512.cc m9 -d $dir/out" \
-    "exec $build/bench/hash_copy_sync $dir/p512.cc 6532 8388608 $dir/bare"
+    "exec $build/bin/hash_copy_sync $dir/p512.cc 6532 8388608 $dir/bare"
 echo "a second extraction of 8 MiB in one process against hash, copy and sync"
-"$build/bench/repeated_extraction" --benchmark_enable_random_interleaving --benchmark_repetitions=9 \
+"$build/bin/repeated_extraction" --benchmark_enable_random_interleaving --benchmark_repetitions=9 \
     --benchmark_report_aggregates_only --benchmark_counters_tabular 2>/dev/null | grep -E 'median'
 echo "size and dependencies of the library"
-cp "$build/src/libtarn_boot.so" "$dir/stripped.so"
+cp "$build/lib/libtarn_boot.so" "$dir/stripped.so"
 strip "$dir/stripped.so"
 printf '  %s bytes stripped; needs %s\n' "$(wc -c <"$dir/stripped.so")" \
     "$(readelf -d "$dir/stripped.so" | sed -n 's/.*NEEDED.*\[\(.*\)\]/\1/p' | tr '\n' ' ')"

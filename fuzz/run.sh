@@ -12,7 +12,7 @@ for target in "$@"; do
     mkdir -p "$build/corpus-$target"
     dictionary=$here/$target.dict
     [ -f "$dictionary" ] || dictionary=
-    ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=1} "$build/${target}_fuzz" -max_total_time="$seconds" -max_len=16384 -timeout=10 \
+    ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=1} "$build/bin/${target}_fuzz" -max_total_time="$seconds" -max_len=16384 -timeout=10 \
         -artifact_prefix="$build/crash-$target-" -print_final_stats=1 ${dictionary:+-dict="$dictionary"} \
         "$build/corpus-$target" "$here/corpus/$target"
 done

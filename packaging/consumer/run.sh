@@ -16,9 +16,7 @@ DESTDIR='' "$CMAKE" --install "$build" --prefix "$prefix" >"$scratch/install.log
 export LD_LIBRARY_PATH="$prefix/$LIBDIR"
 $EMULATOR "$scratch/cmake/consumer" some.cc
 
-if command -v pkg-config >/dev/null; then
-    # shellcheck disable=SC2046 # words of a command line
-    "$C_COMPILER" "$here/consumer.c" -o "$scratch/consumer" \
-        $(PKG_CONFIG_PATH="$prefix/$LIBDIR/pkgconfig" PKG_CONFIG_LIBDIR="$prefix/$LIBDIR/pkgconfig" pkg-config --cflags --libs tarn_boot)
-    $EMULATOR "$scratch/consumer" other.cch
-fi
+# shellcheck disable=SC2046 # words of a command line
+"$C_COMPILER" "$here/consumer.c" -o "$scratch/consumer" \
+    $(PKG_CONFIG_LIBDIR="$prefix/$LIBDIR/pkgconfig" pkg-config --cflags --libs tarn_boot)
+$EMULATOR "$scratch/consumer" other.cch
