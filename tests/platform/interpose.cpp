@@ -63,6 +63,8 @@ __attribute__((constructor)) void findRange()
     dl_iterate_phdr(findLibrary, nullptr);
 }
 
+// False until the library is found. Nothing else is looked at before that: the calls of a sanitizer that sets itself up
+// come here too, and code shared with other units of this program is instrumented.
 bool isPlatform(const void *caller)
 {
     const auto address = reinterpret_cast<uintptr_t>(caller);
@@ -71,10 +73,13 @@ bool isPlatform(const void *caller)
 
 bool strikes(Call call, const void *caller, int number)
 {
-    if (g_observer && isPlatform(caller)) {
+    if (!isPlatform(caller)) {
+        return false;
+    }
+    if (g_observer) {
         g_observer(call, number);
     }
-    if (!g_fault.isArmed || g_fault.call != call || !isPlatform(caller) || --g_fault.left != 0) {
+    if (!g_fault.isArmed || g_fault.call != call || --g_fault.left != 0) {
         return false;
     }
     g_fault.isArmed = false;
@@ -86,7 +91,7 @@ bool strikes(Call call, const void *caller, int number)
 // True when this call is to be interrupted; else `count` may shrink to one byte.
 bool isInterrupted(const void *caller, size_t *count)
 {
-    if (!g_isSlow || !isPlatform(caller)) {
+    if (!isPlatform(caller) || !g_isSlow) {
         return false;
     }
     g_isInterrupted = !g_isInterrupted;
@@ -101,7 +106,7 @@ bool isInterrupted(const void *caller, size_t *count)
 // A loop device exists only while there is a driver for it.
 const char *devicePath(const char *path)
 {
-    return g_loopDriver && strncmp(path, "/dev/loop", 9) == 0 ? "/dev/null" : path;
+    return strncmp(path, "/dev/loop", 9) == 0 && g_loopDriver ? "/dev/null" : path;
 }
 
 template <typename Function> Function *realOf(const char *name)
@@ -210,8 +215,9 @@ TARN_HOOK int hookIoctl(int fd, unsigned long request, void *argument) asm("ioct
 TARN_HOOK int hookIoctl(int fd, unsigned long request, void *argument)
 {
     static auto *const real = realOf<int(int, unsigned long, void *)>("ioctl");
-    if (TARN_STRIKES(Call::Ioctl, fd)) {
+    const void *caller = __builtin_extract_return_addr(__builtin_return_address(0));
+    if (strikes(Call::Ioctl, caller, fd)) {
         return -1;
     }
-    return g_loopDriver ? g_loopDriver(request, argument) : real(fd, request, argument);
+    return isPlatform(caller) && g_loopDriver ? g_loopDriver(request, argument) : real(fd, request, argument);
 }
