@@ -6,3 +6,5 @@ set(CMAKE_CXX_COMPILER aarch64-linux-gnu-g++)
 set(CMAKE_LIBRARY_ARCHITECTURE aarch64-linux-gnu)
 set(CMAKE_CROSSCOMPILING_EMULATOR qemu-aarch64)
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
+# The find modules ask pkg-config, which would answer for this machine.
+set(ENV{PKG_CONFIG_LIBDIR} /usr/lib/aarch64-linux-gnu/pkgconfig)
