@@ -50,8 +50,16 @@ TEST_F(CommandLineTest, WrongUsageIsTwo)
         {"package", "extract", package.path, "conf", "-d", dir / "out", "--mode", "10000"},
         {"package", "extract", package.path, "conf", "-d", dir / "out", "--mode", "rw"},
         {"package", "verify", package.path, "--log-level", "loud"},
-        {"package", "verify", package.path, "--config", dir / "missing.conf"},
-        {"package", "verify", package.path, "--config", static_cast<const fs::path &>(dir)},
+        {"package", "verify", package.path, "--config="},
+        {"package", "verify", package.path, "--config", ""},
+        {"package", "verify", package.path, "--log-level", ""},
+        {"package", "list", ""},
+        {"package", "extract", package.path, "conf", "-d", ""},
+        {"package", "extract", package.path, "conf", "-d", dir / "out", "--mode", ""},
+        {"package", "extract", package.path, "", "-d", dir / "out"},
+        {"package", "extract", package.path, "-x", "-d", dir / "out"},
+        {"package", "create", "-o", "", package.path},
+        {"keys", "new", ""},
         {"keys", "new"},
         {"keys", "new", dir / "keys", "--bits", "many"},
     };
@@ -66,6 +74,55 @@ TEST_F(CommandLineTest, WrongUsageIsTwo)
     }
     EXPECT_FALSE(fs::exists(dir / "out"));
     EXPECT_NE(runTool({"package", "verify"}).err.find("next: tarn package verify --help"), std::string::npos);
+}
+
+TEST_F(CommandLineTest, WrongWordsAreNamed)
+{
+    struct Row {
+        Arguments arguments;
+        std::string what;
+        std::string next;
+    };
+    const Row rows[] = {
+        {{"pakage"}, "\"pakage\": no such command", "did you mean \"package\"? see tarn --help"},
+        {{"nonsense", "list"}, "\"nonsense\": no such command", "see tarn --help"},
+        {{"package"}, "a command is missing", "tarn package --help"},
+        {{"package", "lst", "x"}, "\"lst\": no such command", "did you mean \"list\"? see tarn package --help"},
+        {{"--jsn", "package", "list", "x"}, "\"--jsn\": no such option", "did you mean \"--json\"? "},
+        {{"package", "list", "x", "--jsn"}, "\"--jsn\": no such option", "did you mean \"--json\"? "},
+        {{"package", "create", "--ouput=x", "a"}, "\"--ouput=x\": no such option", "did you mean \"--output\"? "},
+        {{"package", "create", "a"}, "--output is required", "tarn package create --help"},
+        {{"package", "list", "x", "y"}, "\"y\": one word too many", "tarn package list --help"},
+        {{"package", "list"}, "PACKAGE is missing", "tarn package list --help"},
+        {{"package", "list", ""}, "PACKAGE is empty", "tarn package list --help"},
+        {{"package", "list", "x", "--config", ""}, "--config: needs a value", "tarn package list --help"},
+        {{"package", "list", "x", "--config="}, "--config: needs a value", "write it behind \"=\""},
+        {{"package", "list", "-x"}, "\"-x\": no such option", "A name that begins with \"-\" goes behind \"--\""},
+    };
+    for (const Row &row : rows) {
+        const Outcome outcome = runTool(row.arguments);
+        EXPECT_EQ(outcome.status, 2);
+        EXPECT_EQ(outcome.err.rfind("tarn: " + row.what + "\n      next: " + row.next, 0), 0u) << outcome.err;
+        EXPECT_EQ(runTool(row.arguments + Arguments{"--json"}).json()["error"]["message"], row.what);
+    }
+}
+
+TEST_F(CommandLineTest, UsageShowsWhatIsRequired)
+{
+    EXPECT_NE(runTool({"package", "extract", "--help"})
+                  .out.find("Usage: tarn package extract [OPTIONS] -d DIR PACKAGE NAME...\n"),
+              std::string::npos);
+    const std::string create = runTool({"package", "create", "--help"}).out;
+    EXPECT_NE(create.find(" -o PACKAGE (--key FILE --cert FILE | --no-sign) FILE[=NAME]...\n"), std::string::npos);
+    EXPECT_NE(create.find("divided at the last \"=\""), std::string::npos);
+}
+
+TEST_F(CommandLineTest, WordsBehindTheMarkAreNeverOptions)
+{
+    const SmallPackage package(dir);
+    EXPECT_EQ(runTool({"package", "list", "--json", "--", package.path}).json()["members"].size(), 4u);
+    EXPECT_EQ(runTool({"package", "list", "--", "--json"}).err.rfind("tarn: --json: cannot ", 0), 0u);
+    EXPECT_EQ(runTool({"package", "list", "--", package.path, "--json"}).status, 2);
 }
 
 TEST_F(CommandLineTest, CommonOptionsStandBeforeAndBehind)
@@ -117,6 +174,8 @@ TEST_F(CommandLineTest, ConfigurationDecidesWhatIsTrusted)
     const auto verify = [&](const fs::path &config) {
         return runTool({"package", "verify", package.path, "--config", config});
     };
+    EXPECT_EQ(verify(dir / "missing.conf").status, 3);
+    EXPECT_EQ(verify(static_cast<const fs::path &>(dir)).status, 3);
     EXPECT_EQ(verify(dir / "empty.conf").status, 1);
     EXPECT_EQ(verify(programDir() / "basic.conf").status, 0);
     // Relative to where the tool runs.
@@ -125,7 +184,7 @@ TEST_F(CommandLineTest, ConfigurationDecidesWhatIsTrusted)
     fs::copy_file(programDir() / "basic.conf", dir / "open.conf");
     chmod((dir / "open.conf").c_str(), 0666);
     const Outcome open = verify(dir / "open.conf");
-    EXPECT_EQ(open.status, 2);
+    EXPECT_EQ(open.status, 3);
     EXPECT_NE(open.err.find("others could change it"), std::string::npos);
 }
 
@@ -143,6 +202,20 @@ TEST_F(CommandLineTest, OutputThatCannotBeWrittenIsAFailure)
         },
         20000);
     EXPECT_EQ(status, 3);
+}
+
+TEST_F(CommandLineTest, ClosedStandardStreamsAreNotTakenForFiles)
+{
+    const fs::path out = dir / "out.cc";
+    writeFile(dir / "file", "content");
+    const Outcome outcome = runTool({"package", "create", "--no-sign", "-o", out, dir / "file"}, {{}, {}, [] {
+                                                                                                      close(0);
+                                                                                                      close(1);
+                                                                                                      close(2);
+                                                                                                  }});
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(fs::file_size(out), 6180u + 352u + 7u);
+    EXPECT_EQ(runTool({"package", "list", out}).status, 0);
 }
 
 } // namespace tarn::test

@@ -199,7 +199,6 @@ TEST_F(ContainerWriterTest, UnfinishedContainerLeavesNothing)
     {
         packaging::ContainerFile container(out);
         container.add({"s", "f", "payload", {}});
-        EXPECT_EQ(entries().size(), 1u);
         EXPECT_FALSE(fs::exists(out));
     }
     EXPECT_TRUE(entries().empty());

@@ -1,6 +1,8 @@
 // tarn package create.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "container_bytes.h"
 #include "tool_process.h"
 
@@ -84,14 +86,17 @@ TEST_F(PackageCreateTest, RefusalsLeaveNoOutput)
         {{"--no-sign", "--key", a, a}, 2, "--no-sign and a key"},
         {{"--no-sign", a + "="}, 2, "neither FILE nor FILE=NAME"},
         {{"--no-sign", "=name"}, 2, "neither FILE nor FILE=NAME"},
-        {{"--no-sign", dir / "b=c"}, 3, "b: cannot read: No such file"},
+        {{"--no-sign", dir / "b=c"}, 2, "there is a file of this name, but it stands for the file"},
+        {{"--no-sign", dir / "none=c"}, 3, "none: cannot read: No such file"},
+        {{"--no-sign", a + "=.."}, 2, "is no plain file name"},
+        {{"--no-sign", a + "=sub/name"}, 2, "is no plain file name"},
         {{"--no-sign", dir / "missing"}, 3, "missing: cannot read: No such file"},
-        {{"--no-sign", a, a}, 3, "is used twice"},
-        {{"--no-sign", a + "=signature_pss_cms"}, 3, "is kept for the signature"},
-        {{"--no-sign", a + "=" + std::string(128, 'n')}, 3, "is 128 bytes long"},
+        {{"--no-sign", a, a}, 2, "is used twice"},
+        {{"--no-sign", a + "=signature_pss_cms"}, 2, "is kept for the signature"},
+        {{"--no-sign", a + "=" + std::string(128, 'n')}, 2, "is 128 bytes long"},
         {{"--key", a, "--cert", a, a}, 3, "no private key in PEM form"},
         {signing() + Arguments{"--chain", a, a}, 3, "no certificate in PEM form"},
-        {Arguments(257, a), 2, ""},
+        {Arguments{"--no-sign"} + Arguments(257, a), 2, "257 files: a package holds at most 256 members\n"},
     };
     for (const Row &row : rows) {
         const Outcome outcome = create(row.arguments);
@@ -109,7 +114,7 @@ TEST_F(PackageCreateTest, TooManyAndTooBig)
         files.push_back((dir / "a").string() + "=n" + std::to_string(index));
     }
     const Outcome many = create(signing() + files);
-    EXPECT_EQ(many.status, 3);
+    EXPECT_EQ(many.status, 2);
     EXPECT_EQ(many.err, "tarn: 255 files: a package holds at most 256 members, two of them the signature\n");
 
     writeFile(dir / "huge", "");
@@ -139,6 +144,47 @@ TEST_F(PackageCreateTest, OutputMustBeAPackageNameAndNoInput)
     writeFile(out, "kept");
     EXPECT_EQ(create({"--no-sign", out}).status, 2);
     EXPECT_EQ(readFile(out), "kept");
+}
+
+TEST_F(PackageCreateTest, KeyCertificateAndChainAreNotOverwritten)
+{
+    for (const char *option : {"--key", "--cert", "--chain"}) {
+        out = dir / "precious.cc";
+        writeFile(out, "precious");
+        const Outcome outcome =
+            create(Arguments{"--key", dir / "a", "--cert", dir / "a"} + Arguments{"--chain", dir / "a", dir / "b=c=d"});
+        EXPECT_EQ(outcome.status, 3) << outcome.err;
+        Arguments given = {"--key", dir / "a", "--cert", dir / "a", "--chain", dir / "a", dir / "a"};
+        *(std::find(given.begin(), given.end(), option) + 1) = out;
+        const Outcome refused = create(given);
+        EXPECT_EQ(refused.status, 2);
+        EXPECT_NE(refused.err.find("both the package to make and a file that it is made from"), std::string::npos);
+        EXPECT_EQ(readFile(out), "precious");
+    }
+}
+
+TEST_F(PackageCreateTest, WordsAreFileNamesAsTheyStand)
+{
+    const char *const names[] = {"[x]", "[a,b]", "[]", "{}", "-x", "--json", "a b"};
+    Arguments arguments = {"package", "create", "--no-sign", "-o", out, "--"};
+    for (const char *name : names) {
+        writeFile(dir / name, std::string("content of ") + name);
+        arguments.emplace_back(name);
+    }
+    const Outcome outcome = runTool(arguments, {{}, dir});
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+    const ParsedContainer container = parseContainer(readFile(out));
+    ASSERT_EQ(container.members.size(), std::size(names));
+    for (size_t index = 0; index < std::size(names); ++index) {
+        EXPECT_EQ(container.members[index].subfileName, names[index]);
+        EXPECT_EQ(container.members[index].payload, std::string("content of ") + names[index]);
+    }
+    // In front of the mark as well, unless they look like options.
+    ASSERT_EQ(runTool({"package", "create", "--no-sign", "-o", out, "[a,b]", "[]"}, {{}, dir}).status, 0);
+    EXPECT_EQ(parseContainer(readFile(out)).members.size(), 2u);
+    const Outcome refused = runTool({"package", "create", "--no-sign", "-o", out, "-x"}, {{}, dir});
+    EXPECT_EQ(refused.status, 2);
+    EXPECT_NE(refused.err.find("\"-x\": no such option"), std::string::npos) << refused.err;
 }
 
 } // namespace tarn::test

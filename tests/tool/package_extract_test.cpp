@@ -48,6 +48,20 @@ TEST_F(PackageExtractTest, SubfileNamesGiveTheContentFileNamesTheMember)
     EXPECT_EQ(modeOf(out / "app"), 0440u);
 }
 
+TEST_F(PackageExtractTest, NamesAreTakenAsTheyStand)
+{
+    writeSigned(package.path, {member("a", "A"), member("b", "B"), member("x", "X"), member("[x]", "[X]"),
+                               member("[a,b]", "[A,B]"), member("[]", "none"), member("-x", "-X")});
+    for (const auto &[name, content] : {std::pair{"[x]", "[X]"}, {"[a,b]", "[A,B]"}, {"[]", "none"}}) {
+        ASSERT_EQ(extract({name}).status, 0);
+        EXPECT_EQ(readFile(out / name), content);
+    }
+    EXPECT_EQ(extract({"-x"}).status, 2);
+    EXPECT_EQ(runTool({"package", "extract", "-d", out, package.path, "--", "-x", "[x]"}).status, 0);
+    EXPECT_EQ(readFile(out / "-x"), "-X");
+    EXPECT_EQ(std::distance(fs::directory_iterator(out), {}), 4);
+}
+
 TEST_F(PackageExtractTest, ModeIsSet)
 {
     for (const auto &[text, mode] : {std::pair{"0640", 0640u}, {"755", 0755u}, {"0", 0u}, {"07777", 07777u}}) {

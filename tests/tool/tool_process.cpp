@@ -47,17 +47,13 @@ void changeEnvironment(const Arguments &changes)
     }
     words.push_back(nullptr);
     alarm(kSecondsAllowed);
+    if (surroundings.prepare) {
+        surroundings.prepare();
+    }
     if (surroundings.directory.empty() || chdir(surroundings.directory.c_str()) == 0) {
         execvp(words[0], words.data());
     }
     _exit(127);
-}
-
-int exitStatus(pid_t child)
-{
-    int status = 0;
-    waitpid(child, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
 void redirect(const fs::path &path, int fd)
@@ -68,6 +64,25 @@ void redirect(const fs::path &path, int fd)
 }
 
 } // namespace
+
+int exitStatus(pid_t child)
+{
+    int status = 0;
+    waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+pid_t startTool(const Arguments &arguments)
+{
+    const auto line = commandLine(arguments);
+    const pid_t child = fork();
+    if (child == 0) {
+        redirect("/dev/null", STDOUT_FILENO);
+        redirect("/dev/null", STDERR_FILENO);
+        becomeTool(line, {});
+    }
+    return child;
+}
 
 Outcome runTool(const Arguments &arguments, const Surroundings &surroundings)
 {

@@ -1,6 +1,7 @@
 // The tool as a process: what it is given, what comes out.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -23,9 +24,15 @@ struct Outcome {
 using Arguments = std::vector<std::string>;
 
 struct Surroundings {
-    Arguments environment; // "NAME=value" in addition; "NAME" alone takes it away
-    fs::path directory;    // where it runs, when given
+    Arguments environment{};         // "NAME=value" in addition; "NAME" alone takes it away
+    fs::path directory;              // where it runs, when given
+    std::function<void()> prepare{}; // called in the new process, when given
 };
+
+// Starts the tool without waiting; its outputs go nowhere. The process id.
+pid_t startTool(const Arguments &arguments);
+// Waits for its end: exit status, or 128 and the signal's number.
+int exitStatus(pid_t child);
 
 // Runs the tool; neither of its outputs is a terminal.
 Outcome runTool(const Arguments &arguments, const Surroundings &surroundings = {});

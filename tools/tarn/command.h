@@ -2,7 +2,9 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <string>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 
@@ -15,6 +17,7 @@ struct Globals {
     bool json = false;
     std::string logLevel;
     std::string config;
+    std::vector<std::string> behindMark; // the words behind "--": never options
     std::function<ExitStatus()> run;
 };
 
@@ -22,9 +25,37 @@ void addGlobalOptions(CLI::App &app, Globals &globals);
 
 CLI::App &addGroup(CLI::App &app, const std::string &name, const std::string &description);
 
-// A command of a group. `run` is called after the whole command line has been read and the globals have taken effect.
-CLI::App &addCommand(CLI::App &group, Globals &globals, const std::string &name, const std::string &description,
-                     std::function<ExitStatus()> run);
+// What --help says of a command.
+struct CommandText {
+    const char *name;
+    const char *usage; // behind "[OPTIONS]"
+    const char *description;
+    const char *footer;
+};
+
+// A word of the command line that is no option.
+struct Operand {
+    std::string name;
+    std::string description;
+    std::function<void(const std::string &)> take;
+    bool isRepeated; // one or more, up to the end
+};
+
+// A command of a group. Its operands are not CLI11's positionals: CLI11 would take "[a,b]" for two of them.
+class Command {
+public:
+    Command(CLI::App &group, Globals &globals, const CommandText &text, std::function<ExitStatus()> run);
+
+    // An option with a value, which cannot be empty.
+    CLI::Option &option(const std::string &names, std::string &value, const char *type, const std::string &description);
+    void operand(const std::string &name, const std::string &description, std::string &value);
+    void operands(const std::string &name, const std::string &description, std::vector<std::string> &values);
+
+    CLI::App &app;
+
+private:
+    std::shared_ptr<std::vector<Operand>> words;
+};
 
 // One document on stdout; bytes that are no UTF-8 appear as U+FFFD.
 void printJson(const Json &document);

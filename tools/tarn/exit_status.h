@@ -11,6 +11,8 @@ namespace tarn::tool {
 
 using Json = nlohmann::ordered_json;
 
+// Usage is about the form of the command line: unknown words, missing or empty values, names and numbers that no
+// package can have. A file that the command line names and that is missing, or not what it should be, is Failed.
 enum class ExitStatus {
     Done = 0,   // yes, or done
     No = 1,     // the answer is no: not valid, differs, not found
@@ -35,20 +37,18 @@ struct Failure {
     Json report = Json::object();          // what could be found out all the same
 };
 
-[[noreturn]] inline void failWith(std::string what)
+[[noreturn]] inline void failWith(std::string what, std::string next = "", ExitStatus status = ExitStatus::Failed)
 {
     Failure failure;
+    failure.status = status;
     failure.what = std::move(what);
+    failure.next = std::move(next);
     throw failure;
 }
 
 [[noreturn]] inline void refuseUsage(std::string what, std::string next)
 {
-    Failure failure;
-    failure.status = ExitStatus::Usage;
-    failure.what = std::move(what);
-    failure.next = std::move(next);
-    throw failure;
+    failWith(std::move(what), std::move(next), ExitStatus::Usage);
 }
 
 } // namespace tarn::tool

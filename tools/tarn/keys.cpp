@@ -90,15 +90,15 @@ ExitStatus run(const Options &options, const Globals &globals)
 
 void addKeysGroup(CLI::App &app, Globals &globals)
 {
+    static constexpr CommandText kText = {
+        "new", "DIR", "Make a throw-away CA, a signing key and a configuration that trusts them",
+        "Exit status: 0 made; 2 wrong usage; 3 could not be made, also when one of the files is there already."};
     CLI::App &group = addGroup(app, "keys", "Make signing keys for development");
     const auto options = std::make_shared<Options>();
-    CLI::App &command =
-        addCommand(group, globals, "new", "Make a throw-away CA, a signing key and a configuration that trusts them",
-                   [options, &globals] { return run(*options, globals); });
-    command.add_option("directory", options->directory, "Where to; made when missing, nothing in it is overwritten")
-        ->type_name("DIR")
-        ->required();
-    command.add_option("--bits", options->bits, "Size of the RSA keys, 2048 to 16384; 3072 by default")->type_name("N");
+    Command command(group, globals, kText, [options, &globals] { return run(*options, globals); });
+    command.operand("DIR", "Where to; made when missing, nothing in it is overwritten", options->directory);
+    command.app.add_option("--bits", options->bits, "Size of the RSA keys, 2048 to 16384; 3072 by default")
+        ->type_name("N");
 }
 
 } // namespace tarn::tool

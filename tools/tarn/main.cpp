@@ -1,6 +1,12 @@
 // tarn GROUP COMMAND: the command line, and what becomes of errors.
+#include <algorithm>
+#include <csignal>
 #include <cstdio>
+#include <fcntl.h>
 #include <new>
+#include <unistd.h>
+
+#include <tarn_boot/common.h>
 
 #include "command.h"
 #include "library_log.h"
@@ -8,6 +14,7 @@
 #include "platform_config.h"
 #include "terminal.h"
 #include "text.h"
+#include "usage.h"
 
 namespace tarn::tool {
 
@@ -22,7 +29,9 @@ int reportFailure(const Failure &failure, bool json)
     std::string text = inErrorColour(Colour::Bad, "tarn: ") + failure.what;
     Json error = {{"status", static_cast<int>(failure.status)}, {"message", failure.what}};
     if (failure.result != nullptr) {
-        text += format(" (result %u %s)", failure.result->number, failure.result->name);
+        text += failure.result->number == SWM_FAIL
+                    ? format(" (result 0x%08X %s)", SWM_FAIL, failure.result->name)
+                    : format(" (result %u %s)", failure.result->number, failure.result->name);
         error["result"] = failure.result->number;
         error["result_name"] = failure.result->name;
     }
@@ -44,9 +53,10 @@ int reportFailure(const Failure &failure, bool json)
     return static_cast<int>(failure.status);
 }
 
-int reportPlain(const char *message, bool json)
+int reportPlain(const std::string &message, ExitStatus status, bool json)
 {
     Failure failure;
+    failure.status = status;
     failure.what = message;
     return reportFailure(failure, json);
 }
@@ -57,7 +67,7 @@ void applyGlobals(const Globals &globals)
         const uint32_t level = logLevelByName(globals.logLevel);
         if (level == 0) {
             refuseUsage("--log-level " + escaped(globals.logLevel) + ": no such level",
-                        "use error, warning, notice or info");
+                        "use error, warning, notice or info, or 3 to 6");
         }
         showLibraryLog(level);
     }
@@ -66,35 +76,35 @@ void applyGlobals(const Globals &globals)
     }
 }
 
-int runCommand(const Globals &globals)
+// What `action` throws ends the tool with a report.
+template <typename Action> int reporting(const Globals &globals, Action &&action)
 {
     try {
-        applyGlobals(globals);
-        return static_cast<int>(globals.run());
+        return static_cast<int>(action());
     } catch (const Failure &failure) {
         return reportFailure(failure, globals.json);
-    } catch (const packaging::PackagingError &error) {
-        return reportPlain(escaped(error.what()).c_str(), globals.json);
+    } catch (const packaging::RequestError &error) {
+        return reportPlain(escaped(error.what()), ExitStatus::Usage, globals.json);
     } catch (const std::bad_alloc &) {
-        return reportPlain("out of memory", globals.json);
+        return reportPlain("out of memory", ExitStatus::Failed, globals.json);
     } catch (const std::exception &error) {
-        return reportPlain(escaped(error.what()).c_str(), globals.json);
+        return reportPlain(escaped(error.what()), ExitStatus::Failed, globals.json);
     }
 }
 
-int reportUsage(const CLI::App &app, const CLI::ParseError &error, bool json)
+// The words up to "--", last one first as CLI11 takes them; the others go to `globals`.
+std::vector<std::string> splitWords(int argc, char **argv, Globals &globals)
 {
-    std::string command = "tarn";
-    for (const CLI::App *level = &app; level != nullptr;) {
-        const auto next = level->get_subcommands();
-        level = next.empty() ? nullptr : next.front();
-        command += level == nullptr ? "" : " " + level->get_name();
+    std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
+    const auto mark = std::find(words.begin(), words.end(), "--");
+    if (mark != words.end()) {
+        globals.behindMark.assign(mark + 1, words.end());
+        words.erase(mark, words.end());
     }
-    Failure failure;
-    failure.status = ExitStatus::Usage;
-    failure.what = escaped(error.what());
-    failure.next = command + " --help";
-    return reportFailure(failure, json);
+    // An error may come before CLI11 has seen the option.
+    globals.json = std::find(words.begin(), words.end(), "--json") != words.end();
+    std::reverse(words.begin(), words.end());
+    return words;
 }
 
 int runTool(int argc, char **argv)
@@ -107,13 +117,33 @@ int runTool(int argc, char **argv)
     addGlobalOptions(app, globals);
     addPackageGroup(app, globals);
     addKeysGroup(app, globals);
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError &error) {
-        const bool isHelp = error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success);
-        return isHelp ? app.exit(error) : reportUsage(app, error, globals.json);
+    std::vector<std::string> words = splitWords(argc, argv, globals);
+    return reporting(globals, [&] {
+        refuseEmptyValues(words);
+        try {
+            app.parse(words);
+        } catch (const CLI::ParseError &error) {
+            if (error.get_exit_code() != static_cast<int>(CLI::ExitCodes::Success)) {
+                refuseParsed(app, error);
+            }
+            app.exit(error); // prints help or version
+            return ExitStatus::Done;
+        }
+        applyGlobals(globals);
+        return globals.run();
+    });
+}
+
+// A file opened later must not become one of the standard streams.
+void openStandardStreams()
+{
+    int opened = 0;
+    while (opened >= 0 && opened <= STDERR_FILENO) {
+        opened = open("/dev/null", O_RDWR); // NOLINT(android-cloexec-open): the standard streams are for all
     }
-    return runCommand(globals);
+    if (opened > STDERR_FILENO) {
+        close(opened);
+    }
 }
 
 } // namespace
@@ -122,6 +152,9 @@ int runTool(int argc, char **argv)
 
 int main(int argc, char **argv)
 {
+    tarn::tool::openStandardStreams();
+    // A file that passes the limit on sizes is a failed write like any other.
+    static_cast<void>(signal(SIGXFSZ, SIG_IGN));
     int status = static_cast<int>(tarn::tool::ExitStatus::Failed);
     try {
         status = tarn::tool::runTool(argc, argv);

@@ -26,9 +26,11 @@ struct Options {
     std::vector<std::string> files;
 };
 
-// "FILE" or "FILE=NAME". The last "=" separates: a path that has one itself is written with "=NAME".
+// "FILE" or "FILE=NAME". The last "=" separates: a path that has one itself is written with "=NAME". Forgetting that
+// would silently pack another file when there is one of the shorter name.
 packaging::Input parseInput(const std::string &argument)
 {
+    std::error_code ignored;
     const size_t separator = argument.rfind('=');
     packaging::Input input;
     input.source = argument.substr(0, separator);
@@ -36,6 +38,11 @@ packaging::Input parseInput(const std::string &argument)
     if (input.source.empty() || (separator != std::string::npos && input.name.empty())) {
         refuseUsage(escaped(argument) + ": neither FILE nor FILE=NAME",
                     "write the member's name behind \"=\"; a path that contains \"=\" always needs one");
+    }
+    if (separator != std::string::npos && fs::exists(argument, ignored)) {
+        refuseUsage(inQuotes(argument) + ": there is a file of this name, but it stands for the file " +
+                        inQuotes(input.source.string()) + " as member " + inQuotes(input.name),
+                    "the last \"=\" divides: write " + inQuotes(argument + "=NAME") + ", or rename the file");
     }
     return input;
 }
@@ -53,10 +60,14 @@ void checkOptions(const Options &options, const std::vector<packaging::Input> &i
         refuseUsage(escaped(options.output) + ": not a package name; nothing would verify it",
                     "let it end in .cc, .CC, .ccx or .cch");
     }
+    std::vector<fs::path> sources = {options.key, options.certificate, options.chain};
     for (const packaging::Input &input : inputs) {
+        sources.push_back(input.source);
+    }
+    for (const fs::path &source : sources) {
         std::error_code ignored;
-        if (fs::equivalent(input.source, options.output, ignored)) {
-            refuseUsage(escaped(options.output) + ": both the package and a file to put into it",
+        if (fs::equivalent(source, options.output, ignored)) {
+            refuseUsage(escaped(options.output) + ": both the package to make and a file that it is made from",
                         "choose another name for the package");
         }
     }
@@ -113,17 +124,20 @@ ExitStatus run(const Options &options, const Globals &globals)
 
 void addPackageCreate(CLI::App &group, Globals &globals)
 {
+    static constexpr CommandText kText = {
+        "create", "-o PACKAGE (--key FILE --cert FILE | --no-sign) FILE[=NAME]...",
+        "Put files into a new signed package",
+        "FILE=NAME is divided at the last \"=\"; a FILE with \"=\" in its path always needs \"=NAME\".\n"
+        "PACKAGE ends in .cc, .CC, .ccx or .cch; an existing file of that name is replaced once all is written.\n"
+        "Exit status: 0 made; 2 wrong usage; 3 could not be made, and nothing was."};
     const auto options = std::make_shared<Options>();
-    CLI::App &command = addCommand(group, globals, "create", "Put files into a new signed package",
-                                   [options, &globals] { return run(*options, globals); });
-    command.add_option("-o,--output", options->output, "The package to make")->type_name("PACKAGE")->required();
-    command.add_option("--key", options->key, "Private RSA key, PEM")->type_name("FILE");
-    command.add_option("--cert", options->certificate, "Certificate of the key, PEM")->type_name("FILE");
-    command.add_option("--chain", options->chain, "Intermediate certificates to embed, PEM")->type_name("FILE");
-    command.add_flag("--no-sign", options->isUnsigned, "Make an unsigned package, byte for byte reproducible");
-    command.add_option("files", options->files, "Files; NAME is the member's name, by default the file's own")
-        ->type_name("FILE[=NAME]")
-        ->required();
+    Command command(group, globals, kText, [options, &globals] { return run(*options, globals); });
+    command.option("-o,--output", options->output, "PACKAGE", "The package to make").required();
+    command.option("--key", options->key, "FILE", "Private RSA key, PEM");
+    command.option("--cert", options->certificate, "FILE", "Certificate of the key, PEM");
+    command.option("--chain", options->chain, "FILE", "Intermediate certificates to embed, PEM");
+    command.app.add_flag("--no-sign", options->isUnsigned, "Make an unsigned package, byte for byte reproducible");
+    command.operands("FILE[=NAME]...", "Files; NAME is the member's name, by default the file's own", options->files);
 }
 
 } // namespace tarn::tool

@@ -8,6 +8,7 @@
 #include "library_log.h"
 #include "package.h"
 #include "package_reader.h"
+#include "packaging/deferred_signals.h"
 #include "results.h"
 #include "terminal.h"
 #include "text.h"
@@ -49,6 +50,8 @@ uint32_t parseMode(const std::string &text)
 uint32_t extractOne(const Options &options, const std::string &name)
 {
     takeLibraryReason();
+    // Cut in two, it would leave part of a file and the work directory.
+    const packaging::DeferredSignals uninterrupted;
     if (options.mode.empty()) {
         return TARN_ExtractFromPackage(options.package.c_str(), name.c_str(), options.directory.c_str());
     }
@@ -149,18 +152,17 @@ ExitStatus run(const Options &options, const Globals &globals)
 
 void addPackageExtract(CLI::App &group, Globals &globals)
 {
+    static constexpr CommandText kText = {
+        "extract", "-d DIR PACKAGE NAME...",
+        "Verify members and write them to a directory, stopping at the first that fails",
+        "An existing file of a member's name is replaced.\n"
+        "Exit status: 0 all extracted; 1 no such member, or not as signed; 2 wrong usage; 3 could not be carried out."};
     const auto options = std::make_shared<Options>();
-    CLI::App &command = addCommand(group, globals, "extract",
-                                   "Verify members and write them to a directory, stopping at the first that fails",
-                                   [options, &globals] { return run(*options, globals); });
-    command.add_option("package", options->package, "The package")->type_name("PACKAGE")->required();
-    command.add_option("names", options->names, "Subfile name: the content. File name: the content behind its header")
-        ->type_name("NAME")
-        ->required();
-    command.add_option("-d,--directory", options->directory, "Where to; made when missing")
-        ->type_name("DIR")
-        ->required();
-    command.add_option("--mode", options->mode, "Mode of the files, octal; 0440 by default")->type_name("MODE");
+    Command command(group, globals, kText, [options, &globals] { return run(*options, globals); });
+    command.operand("PACKAGE", "The package", options->package);
+    command.operands("NAME...", "Subfile name: the content. File name: the content behind its header", options->names);
+    command.option("-d,--directory", options->directory, "DIR", "Where to; made when missing").required();
+    command.option("--mode", options->mode, "MODE", "Mode of the files, octal; 0440 by default");
 }
 
 } // namespace tarn::tool

@@ -244,10 +244,11 @@ ExitStatus run(const Options &options, const Globals &globals)
 
 void addPackageHeader(CLI::App &group, Globals &globals)
 {
+    static constexpr CommandText kText = {"header", "PACKAGE", "Show the raw fields of a package, also of a broken one",
+                                          "Exit status: 0 shown, sound or not; 2 wrong usage; 3 cannot be read."};
     const auto options = std::make_shared<Options>();
-    CLI::App &command = addCommand(group, globals, "header", "Show the raw fields of a package, also of a broken one",
-                                   [options, &globals] { return run(*options, globals); });
-    command.add_option("package", options->package, "The package")->type_name("PACKAGE")->required();
+    Command command(group, globals, kText, [options, &globals] { return run(*options, globals); });
+    command.operand("PACKAGE", "The package", options->package);
 }
 
 } // namespace tarn::tool

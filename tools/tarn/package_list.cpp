@@ -97,10 +97,12 @@ ExitStatus run(const Options &options, const Globals &globals)
 
 void addPackageList(CLI::App &group, Globals &globals)
 {
+    static constexpr CommandText kText = {
+        "list", "PACKAGE", "Show the members of a package; verifies nothing",
+        "Exit status: 0 shown; 1 not a sound package; 2 wrong usage; 3 cannot be read."};
     const auto options = std::make_shared<Options>();
-    CLI::App &command = addCommand(group, globals, "list", "Show the members of a package; verifies nothing",
-                                   [options, &globals] { return run(*options, globals); });
-    command.add_option("package", options->package, "The package")->type_name("PACKAGE")->required();
+    Command command(group, globals, kText, [options, &globals] { return run(*options, globals); });
+    command.operand("PACKAGE", "The package", options->package);
 }
 
 } // namespace tarn::tool

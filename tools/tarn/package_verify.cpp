@@ -10,6 +10,7 @@
 #include "library_log.h"
 #include "package.h"
 #include "package_reader.h"
+#include "packaging/deferred_signals.h"
 #include "results.h"
 #include "terminal.h"
 #include "text.h"
@@ -140,6 +141,7 @@ ExitStatus verifyWhole(const Options &options, const Globals &globals)
     uint32_t result = TARN_VERIFY_OK;
     {
         const Progress progress("verifying", [&] { return sizeOf(options.package); });
+        const packaging::DeferredSignals uninterrupted; // the work directory must not be left
         result = TARN_PackageVerify(options.package.c_str());
     }
     if (result != TARN_VERIFY_OK) {
@@ -239,6 +241,7 @@ void printVerdict(const PkgMemberRecord &member, const MemberVerdict &verdict)
 void loadCache(const Options &options, const OpenPackage &package)
 {
     takeLibraryReason();
+    const packaging::DeferredSignals uninterrupted;
     ExtractCacheDrop();
     const uint32_t result = ExtractCacheUpdate(package.descriptor.get());
     if (result != TARN_EXTRACT_OK) {
@@ -321,14 +324,16 @@ ExitStatus verifyMembers(const Options &options, const Globals &globals)
 
 void addPackageVerify(CLI::App &group, Globals &globals)
 {
+    static constexpr CommandText kText = {
+        "verify", "PACKAGE", "Check structure, signature and the digest of every signed member",
+        "PACKAGE ends in .cc, .CC, .ccx or .cch.\n"
+        "Exit status: 0 valid; 1 not valid; 2 wrong usage; 3 could not be checked, also for want of trust anchors."};
     const auto options = std::make_shared<Options>();
-    CLI::App &command =
-        addCommand(group, globals, "verify", "Check structure, signature and the digest of every signed member",
-                   [options, &globals] {
-                       return options->showMembers ? verifyMembers(*options, globals) : verifyWhole(*options, globals);
-                   });
-    command.add_option("package", options->package, "The package")->type_name("PACKAGE")->required();
-    command.add_flag("--members", options->showMembers, "Show the verdict on each member; goes on after a bad one");
+    Command command(group, globals, kText, [options, &globals] {
+        return options->showMembers ? verifyMembers(*options, globals) : verifyWhole(*options, globals);
+    });
+    command.operand("PACKAGE", "The package", options->package);
+    command.app.add_flag("--members", options->showMembers, "Show the verdict on each member; goes on after a bad one");
 }
 
 } // namespace tarn::tool

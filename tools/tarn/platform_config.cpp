@@ -1,4 +1,4 @@
-// --config: checks the file by the platform's own conditions, then names it in the environment.
+// --config names the file in the environment, where the platform looks.
 #include "platform_config.h"
 
 #include <cerrno>
@@ -20,19 +20,16 @@ constexpr bool kCanChoose = true;
 #else
 constexpr bool kCanChoose = false;
 #endif
+constexpr char kVariable[] = "TARN_BASIC_CONFIG";
 
 [[noreturn]] void refuse(const std::string &path, const std::string &reason, std::string next)
 {
-    refuseUsage("--config " + escaped(path) + ": " + reason, std::move(next));
+    failWith("configuration " + escaped(path) + ": " + reason, std::move(next));
 }
 
-} // namespace
-
-void usePlatformConfig(const std::string &path)
+// The platform's own conditions; a file that does not meet them it passes over in silence.
+void checkFile(const std::string &path)
 {
-    if (!kCanChoose) {
-        refuse(path, "the platform library of this build always reads its own configuration", "leave --config out");
-    }
     struct stat status = {};
     if (stat(path.c_str(), &status) != 0) {
         refuse(path, packaging::errorText(errno),
@@ -45,8 +42,40 @@ void usePlatformConfig(const std::string &path)
         refuse(path, "others could change it: it must belong to root or to you, writable by its owner only",
                "chmod go-w, or chown, the file");
     }
+}
+
+// What the environment names; "" when the platform reads its default.
+std::string namedInEnvironment()
+{
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): nobody changes the environment any more
+    const char *named = kCanChoose ? getenv(kVariable) : nullptr;
+    return named == nullptr ? "" : named;
+}
+
+} // namespace
+
+void usePlatformConfig(const std::string &path)
+{
+    if (!kCanChoose) {
+        refuse(path, "the platform library of this build always reads its own", "leave --config out");
+    }
+    checkFile(path);
     // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing else runs yet
-    setenv("TARN_BASIC_CONFIG", std::filesystem::absolute(path).c_str(), 1);
+    setenv(kVariable, std::filesystem::absolute(path).c_str(), 1);
+}
+
+void checkPlatformConfig()
+{
+    const std::string named = namedInEnvironment();
+    if (!named.empty()) {
+        checkFile(named);
+    }
+}
+
+std::string platformConfigInUse()
+{
+    const std::string named = namedInEnvironment();
+    return named.empty() ? "/etc/tarn/basic.conf" : named;
 }
 
 } // namespace tarn::tool

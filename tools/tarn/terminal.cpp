@@ -6,8 +6,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <system_error>
 #include <unistd.h>
 
+#include "packaging/deferred_signals.h"
 #include "text.h"
 
 namespace tarn::tool {
@@ -66,7 +68,13 @@ Progress::Progress(std::string shownLabel, const std::function<uint64_t()> &tota
     if (isatty(STDERR_FILENO) == 1) {
         total = std::max<uint64_t>(totalBytes(), 1);
         start = bytesRead();
-        ticker = std::thread([this] { run(); });
+        // Signals that are put off in the thread that works must not come in here.
+        const packaging::DeferredSignals inherited;
+        try {
+            ticker = std::thread([this] { run(); });
+        } catch (const std::system_error &) {
+            // The work is worth more than its bar.
+        }
     }
 }
 

@@ -147,7 +147,7 @@ void refuseExisting(const DevelopmentKeys &keys)
 DevelopmentKeys makeDevelopmentKeys(const fs::path &dir, unsigned bits)
 {
     if (bits < 2048 || bits > 16384) {
-        throw PackagingError(std::to_string(bits) + " bits: keys have 2048 to 16384");
+        throw RequestError("--bits " + std::to_string(bits) + ": keys have 2048 to 16384 bits");
     }
     DevelopmentKeys keys = {dir / "ca.pem", dir / "ca.key", dir / "signer.pem", dir / "signer.key"};
     makeDirectory(dir);

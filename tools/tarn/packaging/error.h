@@ -13,6 +13,12 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+// The request itself cannot be met, whatever the files are like: a name, a number of members, a size of keys.
+class RequestError : public PackagingError {
+public:
+    using PackagingError::PackagingError;
+};
+
 // A system error in words.
 inline std::string errorText(int error)
 {

@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "packaging/deferred_signals.h"
 #include "packaging/error.h"
 
 namespace tarn::packaging {
@@ -37,20 +38,35 @@ void refuseUnlessReplaceable(const fs::path &target)
     }
 }
 
-// The names do not depend on the target's: that one may already be as long as a name can be.
-Descriptor createTemporary(const fs::path &directory, fs::path &temporary)
+// Tries temporary names until `make` takes one. They do not depend on the target's name: that one may already be as
+// long as a name can be.
+template <typename Make> fs::path nameTemporary(const fs::path &directory, Make &&make)
 {
     for (unsigned attempt = 0; attempt < 1000; ++attempt) {
-        temporary = directory / (".tarn-" + std::to_string(getpid()) + "-" + std::to_string(attempt) + ".tmp");
-        Descriptor descriptor(open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
-        if (descriptor.get() >= 0) {
-            return descriptor;
+        const fs::path name =
+            directory / (".tarn-" + std::to_string(getpid()) + "-" + std::to_string(attempt) + ".tmp");
+        if (make(name)) {
+            return name;
         }
         if (errno != EEXIST) {
             failWithErrno(directory, "write in this directory");
         }
     }
     failWithErrno(directory, "find a name for a temporary file");
+}
+
+fs::path linkOf(const Descriptor &descriptor)
+{
+    return "/proc/self/fd/" + std::to_string(descriptor.get());
+}
+
+// A file without a name, of which nothing is left however the process ends. Not every file system has them, and
+// without /proc they never get a name: then there is none.
+Descriptor createNameless(const fs::path &directory)
+{
+    Descriptor descriptor(open(directory.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0666));
+    const bool canBeNamed = descriptor.get() >= 0 && access(linkOf(descriptor).c_str(), F_OK) == 0;
+    return canBeNamed ? std::move(descriptor) : Descriptor();
 }
 
 } // namespace
@@ -100,12 +116,18 @@ size_t readFully(const Descriptor &descriptor, void *buffer, size_t size, const 
 OutputFile::OutputFile(const fs::path &path) : target(path)
 {
     refuseUnlessReplaceable(target);
-    descriptor = createTemporary(directoryOf(target), temporary);
+    descriptor = createNameless(directoryOf(target));
+    if (descriptor.get() < 0) {
+        temporary = nameTemporary(directoryOf(target), [this](const fs::path &name) {
+            descriptor = Descriptor(open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
+            return descriptor.get() >= 0;
+        });
+    }
 }
 
 OutputFile::~OutputFile()
 {
-    if (!committed) {
+    if (!committed && !temporary.empty()) {
         unlink(temporary.c_str());
     }
 }
@@ -133,6 +155,13 @@ void OutputFile::commit()
 {
     if (fsync(descriptor.get()) != 0) {
         failWithErrno(target, "write");
+    }
+    const DeferredSignals uninterrupted;
+    if (temporary.empty()) {
+        // A link replaces nothing, so that the file needs a name before it can have the right one.
+        temporary = nameTemporary(directoryOf(target), [this](const fs::path &name) {
+            return linkat(AT_FDCWD, linkOf(descriptor).c_str(), AT_FDCWD, name.c_str(), AT_SYMLINK_FOLLOW) == 0;
+        });
     }
     if (rename(temporary.c_str(), target.c_str()) != 0) {
         failWithErrno(target, "give the finished file this name");

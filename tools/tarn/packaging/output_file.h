@@ -26,8 +26,9 @@ Descriptor openSource(const std::filesystem::path &path);
 // Reads until `size` bytes or the end; the number read. Throws PackagingError naming `path`.
 size_t readFully(const Descriptor &descriptor, void *buffer, size_t size, const std::filesystem::path &path);
 
-// Writes to a temporary file in the target's directory; commit() syncs it and gives it its name. Without commit the
-// destructor removes it. Replaces a regular file or a link, nothing else. Throws PackagingError.
+// Writes to a temporary file in the target's directory, one without a name where the file system can do that; commit()
+// syncs it and gives it its name. Without commit nothing is left. Replaces a regular file or a link, nothing else.
+// Throws PackagingError.
 class OutputFile {
 public:
     explicit OutputFile(const std::filesystem::path &path);
@@ -41,7 +42,7 @@ public:
 
 private:
     std::filesystem::path target;
-    std::filesystem::path temporary;
+    std::filesystem::path temporary; // empty: it has no name yet
     Descriptor descriptor;
     bool committed = false;
 };

@@ -21,8 +21,8 @@ constexpr size_t kHashDigits = 16;
 
 [[noreturn]] void refuseName(const Input &input, const std::string &name, const std::string &reason)
 {
-    throw PackagingError(input.source.string() + ": member name \"" + name + "\" " + reason +
-                         "; give another one with FILE=NAME");
+    throw RequestError(input.source.string() + ": member name \"" + name + "\" " + reason +
+                       "; give another one with FILE=NAME");
 }
 
 bool isControl(char character)
@@ -93,9 +93,9 @@ void checkMemberCount(size_t inputs, bool isSigned)
 {
     const size_t limit = kMaxPackageMembers - (isSigned ? kSignatureMembers : 0);
     if (inputs > limit) {
-        throw PackagingError(std::to_string(inputs) + " files: a package holds at most " +
-                             std::to_string(kMaxPackageMembers) + " members" +
-                             (isSigned ? ", two of them the signature" : ""));
+        throw RequestError(std::to_string(inputs) + " files: a package holds at most " +
+                           std::to_string(kMaxPackageMembers) + " members" +
+                           (isSigned ? ", two of them the signature" : ""));
     }
 }
 
