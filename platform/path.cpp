@@ -109,10 +109,10 @@ Block<char> joinPath(const char *directory, const char *rest)
 {
     const size_t length = strlen(directory);
     const bool needsSlash = length > 0 && directory[length - 1] != '/' && *rest != '/';
-    Block<char> joined = allocateBytes(length + strlen(rest) + 2);
+    const size_t room = length + strlen(rest) + 2;
+    Block<char> joined = allocateBytes(room);
     if (joined != nullptr) {
-        char *end = ::stpcpy(joined.get(), directory);
-        ::strcpy(::stpcpy(end, needsSlash ? "/" : ""), rest);
+        snprintf(joined.get(), room, "%s%s%s", directory, needsSlash ? "/" : "", rest);
     }
     return joined;
 }
