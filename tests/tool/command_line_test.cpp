@@ -140,8 +140,10 @@ TEST_F(CommandLineTest, ErrorsComeAsJsonToo)
     EXPECT_EQ(outcome.status, 3);
     const Json error = outcome.json()["error"];
     EXPECT_EQ(error["status"], 3);
-    EXPECT_EQ(error["message"], (dir / "missing.cc").string() + ": cannot open: No such file or directory");
-    EXPECT_EQ(outcome.err, "tarn: " + error["message"].get<std::string>() + "\n");
+    EXPECT_EQ(error["message"], (dir / "missing.cc").string() + ": cannot read: No such file or directory");
+    EXPECT_EQ(error["next"], "name an existing package that you may read");
+    EXPECT_EQ(outcome.err, "tarn: " + error["message"].get<std::string>() +
+                               "\n      next: " + error["next"].get<std::string>() + "\n");
     EXPECT_EQ(runTool({"--json", "package", "list"}).json()["error"]["status"], 2);
 }
 
@@ -176,7 +178,7 @@ TEST_F(CommandLineTest, ConfigurationDecidesWhatIsTrusted)
     };
     EXPECT_EQ(verify(dir / "missing.conf").status, 3);
     EXPECT_EQ(verify(static_cast<const fs::path &>(dir)).status, 3);
-    EXPECT_EQ(verify(dir / "empty.conf").status, 1);
+    EXPECT_EQ(verify(dir / "empty.conf").status, 3);
     EXPECT_EQ(verify(programDir() / "basic.conf").status, 0);
     // Relative to where the tool runs.
     EXPECT_EQ(runTool({"package", "verify", package.path, "--config", "basic.conf"}, {{}, programDir()}).status, 0);

@@ -66,6 +66,8 @@ TEST_F(HostilePackageTest, JsonStaysJson)
     EXPECT_EQ(members[0]["subfile_name"], kNames[0]);
     EXPECT_EQ(members[1]["subfile_name"], kNames[1]);
     EXPECT_EQ(members[4]["subfile_name"], "\xEF\xBF\xBD\xEF\xBF\xBD");
+    EXPECT_EQ(members[4]["subfile_name_hex"], "fffe");
+    EXPECT_FALSE(members[3].contains("subfile_name_hex"));
     EXPECT_EQ(runTool({"package", "header", path, "--json"}).json()["slots"].size(), std::size(kNames) + 2);
 }
 

@@ -1,6 +1,9 @@
 // tarn package verify, whole and member by member.
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
+#include "packaging/digest.h"
 #include "packaging/package.h"
 #include "packaging/signed_list.h"
 #include "tool_process.h"
@@ -47,7 +50,9 @@ TEST_F(PackageVerifyTest, ValidIsZero)
                                                {"result", 0},
                                                {"result_name", "TARN_VERIFY_OK"},
                                                {"matching", 2},
-                                               {"unlisted", Json::array()}}));
+                                               {"missing", Json::array()},
+                                               {"unlisted", Json::array()},
+                                               {"overlong", Json::array()}}));
 }
 
 TEST_F(PackageVerifyTest, EveryMemberHasAVerdict)
@@ -128,8 +133,79 @@ TEST_F(PackageVerifyTest, NamesAndPathsThatCannotBeAreTwoOrThree)
     expectRefused(2, 4, "TARN_VERIFY_PARAM");
     package.path = dir / (std::string(200, 'a') + "/" + std::string(200, 'b') + ".cc");
     expectRefused(2, 4, "TARN_VERIFY_PARAM");
-    package.path = dir / "missing.cc";
-    expectRefused(3, 4, "TARN_VERIFY_PARAM");
+}
+
+TEST_F(PackageVerifyTest, WhatIsNoFileIsThree)
+{
+    mkfifo((dir / "fifo.cc").c_str(), 0600);
+    fs::create_directory(dir / "dir.cc");
+    for (const auto &[name, reason] : {std::pair{"missing.cc", "cannot read: No such file or directory"},
+                                       {"fifo.cc", "not a regular file"},
+                                       {"dir.cc", "not a regular file"}}) {
+        package.path = dir / name;
+        for (const Arguments &more : {Arguments{}, Arguments{"--members"}}) {
+            const Outcome outcome = verify(more);
+            EXPECT_EQ(outcome.status, 3);
+            EXPECT_EQ(outcome.err.rfind("tarn: " + package.path.string() + ": " + reason + "\n      next: ", 0), 0u)
+                << outcome.err;
+        }
+    }
+}
+
+TEST_F(PackageVerifyTest, ConfigurationsThatCannotBeUsedSayNothingAboutThePackage)
+{
+    const std::pair<std::string, std::string> rows[] = {
+        {"", "no trust anchors are configured"},
+        {"[trust]\nanchors = /nowhere.pem\n", "the configured trust anchors cannot be used"},
+    };
+    for (const auto &[text, reason] : rows) {
+        writeFile(dir / "bad.conf", text);
+        fs::permissions(dir / "bad.conf", fs::perms(0600));
+        for (const Arguments &more : {Arguments{}, Arguments{"--members"}}) {
+            const Outcome outcome = verify(more + Arguments{"--config", dir / "bad.conf"});
+            EXPECT_EQ(outcome.status, 3) << outcome.err;
+            EXPECT_NE(outcome.err.find(": not checked: the signature could not be judged (result 2 "),
+                      std::string::npos);
+            EXPECT_NE(outcome.err.find(reason), std::string::npos) << outcome.err;
+            EXPECT_NE(outcome.err.find("next: check the configuration " + (dir / "bad.conf").string()),
+                      std::string::npos)
+                << outcome.err;
+        }
+        EXPECT_EQ(runTool({"package", "extract", package.path, "conf", "-d", dir / "out", "--config", dir / "bad.conf"})
+                      .status,
+                  3);
+    }
+    // One that only the environment names is looked at as well.
+    const Outcome missing = runTool({"package", "verify", package.path}, {{"TARN_BASIC_CONFIG=/nowhere.conf"}, {}});
+    EXPECT_EQ(missing.status, 3);
+    EXPECT_NE(missing.err.find("configuration /nowhere.conf: No such file"), std::string::npos) << missing.err;
+}
+
+TEST_F(PackageVerifyTest, HeadersThatClaimTooMuchAreNamedAndNotExtracted)
+{
+    const auto app = member("app", "x");
+    std::vector<packaging::Member> members = {app};
+    packaging::writeContainer(package.path, members);
+    setField(package.path, memberOffset(members, 0) + 340, 4000);
+    // The member as it then is, signed: its digest covers the lie.
+    const std::string whole = readFile(package.path).substr(6180);
+    packaging::Sha256 hash;
+    hash.update(whole.data(), whole.size());
+    members = writeSignedList(package.path, members, packaging::signedListText({{app.fileName, hash.text()}}));
+    setField(package.path, memberOffset(members, 0) + 340, 4000);
+
+    for (const Arguments &more : {Arguments{}, Arguments{"--members"}}) {
+        const Outcome outcome = verify(more);
+        EXPECT_EQ(outcome.status, 0) << outcome.err;
+        EXPECT_NE(outcome.err.find("member \"app\" claims 4000 bytes of content, more than it has"), std::string::npos);
+        EXPECT_EQ(verify(more + Arguments{"--json"}).json()["overlong"], Json({"app"}));
+    }
+    const Outcome refused = runTool({"package", "extract", package.path, "app", "-d", dir / "out"});
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_NE(refused.err.find("its header claims 4000 bytes of content"), std::string::npos) << refused.err;
+    EXPECT_FALSE(fs::exists(dir / "out"));
+    EXPECT_EQ(runTool({"package", "extract", package.path, app.fileName, "-d", dir / "out"}).status, 0);
+    EXPECT_EQ(readFile(dir / "out" / app.fileName), whole);
 }
 
 TEST_F(PackageVerifyTest, MembersGoesOnBehindABadOne)

@@ -21,7 +21,7 @@ int workFor(std::chrono::milliseconds time, const fs::path &file)
     tool::Progress progress("working", [] { return kWork; });
     const std::string half = readFile(file).substr(0, kWork / 2);
     std::this_thread::sleep_for(time);
-    progress.clear();
+    progress.print("");
     return half.size() == kWork / 2 ? 0 : 1;
 }
 

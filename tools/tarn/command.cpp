@@ -1,6 +1,7 @@
 // Registration of commands and the shape of reports.
 #include "command.h"
 
+#include <algorithm>
 #include <sstream>
 
 #include "text.h"
@@ -134,6 +135,24 @@ void Command::operand(const std::string &name, const std::string &description, s
 void Command::operands(const std::string &name, const std::string &description, std::vector<std::string> &values)
 {
     words->push_back({name, description, [&values](const std::string &word) { values.push_back(word); }, true});
+}
+
+void putName(Json &json, const std::string &key, const std::string &name)
+{
+    json[key] = name;
+    if (!isUtf8(name)) {
+        json[key + "_hex"] = hex(name);
+    }
+}
+
+void putNames(Json &json, const std::string &key, const std::vector<std::string> &names)
+{
+    json[key] = names;
+    if (!std::all_of(names.begin(), names.end(), isUtf8)) {
+        Json digits = Json::array();
+        std::transform(names.begin(), names.end(), std::back_inserter(digits), hex);
+        json[key + "_hex"] = digits;
+    }
 }
 
 void printJson(const Json &document)

@@ -60,6 +60,10 @@ private:
 // One document on stdout; bytes that are no UTF-8 appear as U+FFFD.
 void printJson(const Json &document);
 
+// Names of files and members: one that is no UTF-8 also comes as hexadecimal digits, in "<key>_hex".
+void putName(Json &json, const std::string &key, const std::string &name);
+void putNames(Json &json, const std::string &key, const std::vector<std::string> &names);
+
 // The groups, one file each.
 void addKeysGroup(CLI::App &app, Globals &globals);
 void addPackageGroup(CLI::App &app, Globals &globals);

@@ -1,15 +1,8 @@
 // tarn keys: signing keys for development.
-#include <algorithm>
-#include <cerrno>
-#include <fcntl.h>
 #include <filesystem>
 #include <memory>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include "command.h"
-#include "packaging/error.h"
-#include "packaging/output_file.h"
 #include "packaging/signer.h"
 #include "terminal.h"
 #include "text.h"
@@ -29,48 +22,16 @@ struct Options {
     unsigned bits = 3072;
 };
 
-// A configuration under which packages signed with the new key verify.
-std::string configText(const fs::path &anchor)
-{
-    return "# Development configuration: trusts the throw-away CA beside it and nothing else.\n"
-           "[trust]\nanchors = " +
-           anchor.string() + "\nsigner_purpose = codeSigning\n";
-}
-
-// The file must not be writable for others whatever the umask: the platform would not read it.
-void writeConfig(const fs::path &path, const std::string &text)
-{
-    const packaging::Descriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
-    if (file.get() < 0 || write(file.get(), text.data(), text.size()) != static_cast<ssize_t>(text.size())) {
-        failWith(escaped(path.string()) + ": cannot be written: " + packaging::errorText(errno));
-    }
-}
-
-void checkDirectory(const fs::path &directory, const fs::path &config)
-{
-    const std::string text = directory.string();
-    if (std::any_of(text.begin(), text.end(), [](char byte) { return static_cast<unsigned char>(byte) < 0x20; })) {
-        refuseUsage(escaped(text) + ": control characters in the path", "choose a directory without");
-    }
-    struct stat status = {};
-    if (lstat(config.c_str(), &status) == 0) {
-        failWith(escaped(config.string()) + ": is there already; keys are never overwritten");
-    }
-}
-
 ExitStatus run(const Options &options, const Globals &globals)
 {
     const fs::path directory = fs::absolute(options.directory).lexically_normal();
-    const fs::path config = directory / "basic.conf";
-    checkDirectory(directory, config);
     const packaging::DevelopmentKeys keys = packaging::makeDevelopmentKeys(directory, options.bits);
-    writeConfig(config, configText(keys.anchor));
     if (globals.json) {
         printJson({{"anchor", keys.anchor.string()},
                    {"ca_key", keys.caKey.string()},
                    {"certificate", keys.certificate.string()},
                    {"key", keys.key.string()},
-                   {"config", config.string()},
+                   {"config", keys.config.string()},
                    {"bits", options.bits},
                    {"development_only", true}});
     } else {
@@ -79,7 +40,7 @@ ExitStatus run(const Options &options, const Globals &globals)
         table.add({"its key", escaped(keys.caKey.string())});
         table.add({"signing certificate", escaped(keys.certificate.string())});
         table.add({"its key", escaped(keys.key.string())});
-        table.add({"for --config", escaped(config.string())});
+        table.add({"for --config", escaped(keys.config.string())});
         printOut(table.text());
     }
     printError(inErrorColour(Colour::Warning, kWarning));

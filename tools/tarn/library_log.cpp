@@ -8,9 +8,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <mutex>
+#include <utility>
 
 #include <tarn_basic/log.h>
 
+#include "platform_config.h"
 #include "results.h"
 #include "text.h"
 
@@ -58,18 +60,42 @@ namespace tarn::tool {
 namespace {
 
 // The one line that carries a number of the platform's: what it stands for.
-std::string signatureDetail(const std::string &line)
+const SignatureMeaning *signatureDetail(const std::string &line)
 {
     static constexpr char kText[] = "ExtractVerifySignature: verify pss filelist failed, ret:";
     if (line.rfind(kText, 0) != 0) {
-        return "";
+        return nullptr;
     }
-    const char *meaning =
-        signatureMeaning(static_cast<uint32_t>(strtoul(line.c_str() + sizeof(kText) - 1, nullptr, 10)));
-    return *meaning == '\0' ? "" : std::string(" (") + meaning + ")";
+    return signatureMeaning(static_cast<uint32_t>(strtoul(line.c_str() + sizeof(kText) - 1, nullptr, 10)));
+}
+
+// The line kept, without its tags; none is kept any more.
+std::string takeLine()
+{
+    std::string line;
+    {
+        const std::lock_guard lock(g_mutex);
+        line = g_keptLine;
+        g_keptLevel = 0;
+        g_keptLine[0] = '\0';
+    }
+    const size_t tags = line.rfind("[BOOT]", 0) == 0 ? line.find("]: ") : std::string::npos;
+    return line.erase(0, tags == std::string::npos ? 0 : tags + 3);
+}
+
+std::string withDetail(const std::string &line, const SignatureMeaning *detail)
+{
+    return detail == nullptr ? line : line + " (" + detail->text + ")";
 }
 
 } // namespace
+
+MutedLog::MutedLog() : before(std::exchange(g_shownLevel, 0)) {}
+
+MutedLog::~MutedLog()
+{
+    g_shownLevel = before;
+}
 
 void showLibraryLog(uint32_t level)
 {
@@ -89,16 +115,24 @@ uint32_t logLevelByName(const std::string &name)
 
 std::string takeLibraryReason()
 {
-    std::string line;
-    {
-        const std::lock_guard lock(g_mutex);
-        line = g_keptLine;
-        g_keptLevel = 0;
-        g_keptLine[0] = '\0';
+    const std::string line = takeLine();
+    return withDetail(line, signatureDetail(line));
+}
+
+bool explainFailure(Failure &failure)
+{
+    const std::string line = takeLine();
+    const SignatureMeaning *detail = signatureDetail(line);
+    failure.reason = withDetail(line, detail);
+    if (detail == nullptr || detail->fault == SignatureFault::Package) {
+        return false;
     }
-    const size_t tags = line.rfind("[BOOT]", 0) == 0 ? line.find("]: ") : std::string::npos;
-    line.erase(0, tags == std::string::npos ? 0 : tags + 3);
-    return line + signatureDetail(line);
+    failure.status = ExitStatus::Failed;
+    failure.next = detail->fault == SignatureFault::System
+                       ? "check memory and /tmp, then try again"
+                       : "check the configuration " + escaped(platformConfigInUse()) +
+                             ", [trust] above all, or choose another with --config";
+    return true;
 }
 
 } // namespace tarn::tool

@@ -73,9 +73,8 @@ void checkOptions(const Options &options, const std::vector<packaging::Input> &i
     }
 }
 
-void report(const Options &options, size_t members, bool json)
+void report(const Options &options, size_t members, uint64_t size, bool json)
 {
-    const uint64_t size = fs::file_size(options.output);
     if (json) {
         printJson({{"package", options.output}, {"members", members}, {"size", size}, {"signed", !options.isUnsigned}});
     } else {
@@ -111,12 +110,13 @@ ExitStatus run(const Options &options, const Globals &globals)
     if (!options.isUnsigned) {
         signer.emplace(options.key, options.certificate, options.chain);
     }
+    uint64_t size = 0;
     {
         const Progress progress("packing", [&] { return totalSize(inputs); });
-        packaging::createPackage(options.output, inputs, signer ? &*signer : nullptr);
+        size = packaging::createPackage(options.output, inputs, signer ? &*signer : nullptr);
     }
     constexpr size_t kSignatureMembers = 2;
-    report(options, inputs.size() + (signer ? kSignatureMembers : 0), globals.json);
+    report(options, inputs.size() + (signer ? kSignatureMembers : 0), size, globals.json);
     return ExitStatus::Done;
 }
 

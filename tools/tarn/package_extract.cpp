@@ -9,6 +9,8 @@
 #include "package.h"
 #include "package_reader.h"
 #include "packaging/deferred_signals.h"
+#include "packaging/names.h"
+#include "platform_config.h"
 #include "results.h"
 #include "terminal.h"
 #include "text.h"
@@ -28,10 +30,9 @@ struct Options {
     std::string mode;
 };
 
-// The library joins directory and name as they stand: a name that is a path would lead out of the directory.
 void checkName(const std::string &name)
 {
-    if (name.empty() || name == "." || name == ".." || name.find('/') != std::string::npos) {
+    if (!packaging::isPlainFileName(name)) {
         refuseUsage(inQuotes(name) + ": not a plain file name, and so never extracted",
                     "only members with plain names can be extracted; \"tarn package list\" shows them");
     }
@@ -73,7 +74,8 @@ std::string nextStep(uint32_t result)
     case TARN_EXTRACT_DIGEST:
         return "do not use this package; \"tarn package verify --members\" shows which members are good";
     case TARN_EXTRACT_SIGNATURE:
-        return "do not use this package unless the configured anchors ([trust] in --config) are the wrong ones";
+        return "do not use this package unless the anchors of " + escaped(platformConfigInUse()) +
+               " are the wrong ones";
     case TARN_EXTRACT_STRUCTURE:
         return "\"tarn package header\" shows where it breaks";
     case TARN_EXTRACT_WORKDIR:
@@ -89,24 +91,37 @@ Failure makeFailure(const Options &options, const std::string &name, uint32_t re
     failure.status = isAnswerNo(result) ? ExitStatus::No : ExitStatus::Failed;
     failure.result = &extractResult(result);
     failure.what = escaped(options.package) + ": member " + inQuotes(name) + ": " + failure.result->meaning;
-    failure.reason = takeLibraryReason();
     failure.next = nextStep(result);
+    if (explainFailure(failure)) {
+        failure.what += ": it could not be judged";
+    }
     return failure;
 }
 
-// Each member is read twice, for its digest and for the copy.
-uint64_t expectedReads(const Options &options)
+// By subfile name the library takes as much as the member's header claims, and past the member's end nothing is signed.
+void refuseOverlong(const Options &options, const std::string &name, const PkgMemberRecord &member)
+{
+    if (name != member.fileName && isOverlong(member)) {
+        failWith(escaped(options.package) + ": member " + inQuotes(name) + ": not extracted: its header claims " +
+                     counted(member.payloadLength, "byte") + " of content, more than the member has",
+                 "do not use this package; what lies behind the member is not what was signed for it", ExitStatus::No);
+    }
+}
+
+// Looks at the members before anything is done. Returns how much the library will read: each member twice, for its
+// digest and for the copy. What is wrong with the structure as a whole is for the library to say.
+uint64_t inspect(const Options &options)
 {
     uint64_t total = 0;
-    try {
-        const OpenPackage package = openPackage(options.package);
-        const MemberList list(package);
-        for (const std::string &name : options.names) {
-            const PkgMemberRecord *member = TARN_SafeFindTarget(&list.list(), name.c_str());
-            total += member == nullptr ? 0 : 2 * static_cast<uint64_t>(member->memberLength);
+    const OpenPackage package = openPackage(options.package);
+    const MutedLog muted;
+    const MemberList list(package);
+    for (const std::string &name : options.names) {
+        const PkgMemberRecord *member = TARN_SafeFindTarget(&list.list(), name.c_str());
+        if (member != nullptr && list.isSound()) {
+            refuseOverlong(options, name, *member);
+            total += 2 * static_cast<uint64_t>(member->memberLength);
         }
-    } catch (const Failure &) {
-        // The extraction itself will say what is wrong.
     }
     return total;
 }
@@ -116,7 +131,11 @@ Json extractedJson(const Options &options, const std::string &name)
     const fs::path path = fs::path(options.directory) / name;
     std::error_code unknown;
     const auto size = fs::file_size(path, unknown);
-    return {{"name", name}, {"path", path.string()}, {"size", unknown ? 0 : size}};
+    Json json;
+    putName(json, "name", name);
+    putName(json, "path", path.string());
+    json["size"] = unknown ? 0 : size;
+    return json;
 }
 
 ExitStatus run(const Options &options, const Globals &globals)
@@ -126,20 +145,20 @@ ExitStatus run(const Options &options, const Globals &globals)
         static_cast<void>(parseMode(options.mode));
     }
     Json extracted = Json::array();
-    Progress progress("unpacking", [&] { return expectedReads(options); });
+    checkPlatformConfig();
+    const uint64_t expectedReads = inspect(options);
+    Progress progress("unpacking", [=] { return expectedReads; });
     for (const std::string &name : options.names) {
         const uint32_t result = extractOne(options, name);
         if (result != TARN_EXTRACT_OK) {
             Failure failure = makeFailure(options, name, result);
             failure.report = {{"package", options.package}, {"extracted", extracted}};
-            progress.clear();
             throw failure;
         }
         extracted.push_back(extractedJson(options, name));
         if (!globals.json) {
-            progress.clear();
-            printOut(inQuotes(name) + " -> " + escaped(extracted.back()["path"].get<std::string>()) + ", " +
-                     counted(extracted.back()["size"].get<uint64_t>(), "byte") + "\n");
+            progress.print(inQuotes(name) + " -> " + escaped(extracted.back()["path"].get<std::string>()) + ", " +
+                           counted(extracted.back()["size"].get<uint64_t>(), "byte") + "\n");
         }
     }
     if (globals.json) {

@@ -7,6 +7,8 @@
 
 #include "package.h"
 #include "package_reader.h"
+#include "packaging/big_endian.h"
+#include "packaging/names.h"
 #include "text.h"
 
 namespace tarn::tool {
@@ -19,24 +21,9 @@ struct Options {
     std::string package;
 };
 
-uint32_t toHost(const SwmBe32 &value)
+template <size_t size> std::string hexOf(const uint8_t (&bytes)[size])
 {
-    return static_cast<uint32_t>(value.bytes[0]) << 24 | static_cast<uint32_t>(value.bytes[1]) << 16 |
-           static_cast<uint32_t>(value.bytes[2]) << 8 | static_cast<uint32_t>(value.bytes[3]);
-}
-
-std::string hex(const uint8_t *bytes, size_t size)
-{
-    std::string text;
-    for (size_t index = 0; index < size; ++index) {
-        text += format("%02x", bytes[index]);
-    }
-    return text;
-}
-
-template <size_t size> std::string hex(const uint8_t (&bytes)[size])
-{
-    return hex(bytes, size);
+    return hex({reinterpret_cast<const char *>(bytes), size});
 }
 
 // A name field up to its NUL, or all of it.
@@ -44,12 +31,6 @@ template <size_t size> std::string nameIn(const char (&field)[size])
 {
     return {field, strnlen(field, size)};
 }
-
-// What a reader refuses (faults) and what it does not look at but a person should (remarks).
-struct Findings {
-    std::vector<std::string> faults;
-    std::vector<std::string> remarks;
-};
 
 struct Slot {
     PackageFileEntry entry = {};
@@ -65,41 +46,43 @@ struct RawPackage {
     PackageHeader header = {};
     uint32_t fileCount = 0;
     std::vector<Slot> slots;
-    Findings findings;
+    bool isSound = false; // by the library, whose sums have 32 bits
+    std::string reason;
+    std::vector<std::string> remarks; // where it breaks, and what no reader checks
 };
 
 void checkPlace(RawPackage &raw, const Slot &slot, size_t index, uint64_t expected)
 {
     const uint64_t end = static_cast<uint64_t>(slot.offset) + slot.length;
     if (slot.offset != expected) {
-        raw.findings.faults.push_back(format("slot %zu: offset %u, expected %llu: the end of what is before it", index,
-                                             slot.offset, static_cast<unsigned long long>(expected)));
+        raw.remarks.push_back(format("slot %zu: offset %u, expected %llu: the end of what is before it", index,
+                                     slot.offset, static_cast<unsigned long long>(expected)));
     }
     if (slot.length == 0 || end > UINT32_MAX) {
-        raw.findings.faults.push_back(
+        raw.remarks.push_back(
             format("slot %zu: length %u %s", index, slot.length, slot.length == 0 ? "is nothing" : "passes 32 bits"));
     }
     if (end > raw.size) {
-        raw.findings.faults.push_back(format("slot %zu: ends at %llu, the file at %llu", index,
-                                             static_cast<unsigned long long>(end),
-                                             static_cast<unsigned long long>(raw.size)));
+        raw.remarks.push_back(format("slot %zu: ends at %llu, the file at %llu", index,
+                                     static_cast<unsigned long long>(end), static_cast<unsigned long long>(raw.size)));
     }
 }
 
 void checkHeader(RawPackage &raw, const Slot &slot, size_t index)
 {
     if (!slot.hasHeader) {
-        raw.findings.faults.push_back(format("slot %zu: its member header cannot be read", index));
+        raw.remarks.push_back(format("slot %zu: its member header cannot be read", index));
         return;
     }
-    const uint64_t needed = static_cast<uint64_t>(toHost(slot.header.payloadLength)) + sizeof(MemberFileHeader);
+    const uint64_t needed =
+        static_cast<uint64_t>(packaging::fromBigEndian(slot.header.payloadLength)) + sizeof(MemberFileHeader);
     if (needed != slot.length) {
-        raw.findings.remarks.push_back(format("slot %zu: header and payload make %llu bytes, the member has %u", index,
-                                              static_cast<unsigned long long>(needed), slot.length));
+        raw.remarks.push_back(format("slot %zu: header and payload make %llu bytes, the member has %u", index,
+                                     static_cast<unsigned long long>(needed), slot.length));
     }
     for (const std::string &name : {nameIn(slot.header.subfileName), nameIn(slot.header.fileName)}) {
-        if (name.empty() || name == "." || name == ".." || name.find('/') != std::string::npos) {
-            raw.findings.remarks.push_back(format("slot %zu: %s is no plain file name", index, inQuotes(name).c_str()));
+        if (!packaging::isPlainFileName(name)) {
+            raw.remarks.push_back(format("slot %zu: %s is no plain file name", index, inQuotes(name).c_str()));
         }
     }
 }
@@ -120,11 +103,11 @@ void readSlots(RawPackage &raw, const OpenPackage &package)
         Slot slot;
         slot.entry = raw.header.files[index];
         if (isUnused(slot.entry)) {
-            raw.findings.faults.push_back(format("slot %zu is all zero, the file count is %u", index, raw.fileCount));
+            raw.remarks.push_back(format("slot %zu is all zero, the file count is %u", index, raw.fileCount));
             return;
         }
-        slot.offset = toHost(slot.entry.memberOffset);
-        slot.length = toHost(slot.entry.memberLength);
+        slot.offset = packaging::fromBigEndian(slot.entry.memberOffset);
+        slot.length = packaging::fromBigEndian(slot.entry.memberLength);
         const std::string bytes = readAt(package, slot.offset, sizeof(slot.header));
         slot.hasHeader = bytes.size() == sizeof(slot.header);
         memcpy(&slot.header, bytes.data(), bytes.size());
@@ -134,8 +117,18 @@ void readSlots(RawPackage &raw, const OpenPackage &package)
         raw.slots.push_back(slot);
     }
     if (raw.slots.size() == raw.fileCount && expected < raw.size) {
-        raw.findings.faults.push_back(
+        raw.remarks.push_back(
             format("%llu bytes behind the last member", static_cast<unsigned long long>(raw.size - expected)));
+    }
+}
+
+void remarkOnNames(RawPackage &raw, const MemberList &list)
+{
+    const auto members = list.members();
+    for (size_t index = 0; index < members.size(); ++index) {
+        if (isShadowed(list.list(), members[index])) {
+            raw.remarks.push_back(format("slot %zu: an earlier member answers to one of its names", index));
+        }
     }
 }
 
@@ -147,14 +140,18 @@ RawPackage readRaw(const OpenPackage &package)
     raw.headerBytes = bytes.size();
     memcpy(&raw.header, bytes.data(), bytes.size());
     if (bytes.size() < sizeof(raw.header)) {
-        raw.findings.faults.push_back(
+        raw.remarks.push_back(
             format("the package header has %zu bytes, the file only %zu", sizeof(raw.header), bytes.size()));
     }
-    raw.fileCount = toHost(raw.header.fileCount);
+    raw.fileCount = packaging::fromBigEndian(raw.header.fileCount);
     if (raw.fileCount > kMaxSlots) {
-        raw.findings.faults.push_back(format("file count %u, at most %u", raw.fileCount, kMaxSlots));
+        raw.remarks.push_back(format("file count %u, at most %u", raw.fileCount, kMaxSlots));
     }
     readSlots(raw, package);
+    const MemberList list(package);
+    raw.isSound = list.isSound();
+    raw.reason = list.reason();
+    remarkOnNames(raw, list);
     return raw;
 }
 
@@ -162,13 +159,16 @@ Json slotJson(const Slot &slot)
 {
     Json json = {{"offset", slot.offset},
                  {"length", slot.length},
-                 {"not_interpreted", {hex(slot.entry.notInterpreted0), hex(slot.entry.notInterpreted12)}},
+                 {"not_interpreted", {hexOf(slot.entry.notInterpreted0), hexOf(slot.entry.notInterpreted12)}},
                  {"member", Json()}};
     if (slot.hasHeader) {
-        json["member"] = {{"subfile_name", nameIn(slot.header.subfileName)},
-                          {"file_name", nameIn(slot.header.fileName)},
-                          {"payload_length", toHost(slot.header.payloadLength)},
-                          {"not_interpreted", {hex(slot.header.notInterpreted0), hex(slot.header.notInterpreted344)}}};
+        Json member;
+        putName(member, "subfile_name", nameIn(slot.header.subfileName));
+        putName(member, "file_name", nameIn(slot.header.fileName));
+        member.update(
+            {{"payload_length", packaging::fromBigEndian(slot.header.payloadLength)},
+             {"not_interpreted", {hexOf(slot.header.notInterpreted0), hexOf(slot.header.notInterpreted344)}}});
+        json["member"] = member;
     }
     return json;
 }
@@ -179,15 +179,16 @@ Json rawJson(const RawPackage &raw, const std::string &path)
     for (const Slot &slot : raw.slots) {
         slots.push_back(slotJson(slot));
     }
-    return {{"package", path},
-            {"size", raw.size},
-            {"sound", raw.findings.faults.empty()},
-            {"file_count", raw.fileCount},
-            {"not_interpreted",
-             {hex(raw.header.notInterpreted0), hex(raw.header.notInterpreted8), hex(raw.header.notInterpreted6176)}},
-            {"slots", slots},
-            {"faults", raw.findings.faults},
-            {"remarks", raw.findings.remarks}};
+    return {
+        {"package", path},
+        {"size", raw.size},
+        {"sound", raw.isSound},
+        {"file_count", raw.fileCount},
+        {"not_interpreted",
+         {hexOf(raw.header.notInterpreted0), hexOf(raw.header.notInterpreted8), hexOf(raw.header.notInterpreted6176)}},
+        {"slots", slots},
+        {"faults", raw.isSound ? Json::array() : Json::array({raw.reason})},
+        {"remarks", raw.remarks}};
 }
 
 std::string slotTable(const RawPackage &raw)
@@ -200,7 +201,7 @@ std::string slotTable(const RawPackage &raw)
         std::vector<std::string> row = {std::to_string(index), std::to_string(slot.offset), std::to_string(slot.length),
                                         std::to_string(end)};
         if (slot.hasHeader) {
-            row.push_back(std::to_string(toHost(slot.header.payloadLength)));
+            row.push_back(std::to_string(packaging::fromBigEndian(slot.header.payloadLength)));
             row.push_back(inQuotes(nameIn(slot.header.subfileName)));
             row.push_back(inQuotes(nameIn(slot.header.fileName)));
         } else {
@@ -214,18 +215,16 @@ std::string slotTable(const RawPackage &raw)
 std::string rawText(const RawPackage &raw, const std::string &path)
 {
     std::string text = escaped(path) + ": " + counted(raw.size, "byte") + "\n";
-    text += "bytes 0-3, not interpreted        " + hex(raw.header.notInterpreted0) + "\n";
+    text += "bytes 0-3, not interpreted        " + hexOf(raw.header.notInterpreted0) + "\n";
     text += "bytes 4-7, file count             " + std::to_string(raw.fileCount) + "\n";
-    text += "bytes 8-31, not interpreted       " + hex(raw.header.notInterpreted8) + "\n";
-    text += "bytes 6176-6179, not interpreted  " + hex(raw.header.notInterpreted6176) + "\n";
+    text += "bytes 8-31, not interpreted       " + hexOf(raw.header.notInterpreted8) + "\n";
+    text += "bytes 6176-6179, not interpreted  " + hexOf(raw.header.notInterpreted6176) + "\n";
     text += raw.slots.empty() ? "" : slotTable(raw);
-    for (const std::string &fault : raw.findings.faults) {
-        text += "fault: " + fault + "\n";
-    }
-    for (const std::string &remark : raw.findings.remarks) {
+    text += raw.isSound ? "" : "fault: " + escaped(raw.reason) + "\n";
+    for (const std::string &remark : raw.remarks) {
         text += "remark: " + remark + "\n";
     }
-    return text + "structure: " + (raw.findings.faults.empty() ? "sound" : "broken, every reader refuses it") + "\n";
+    return text + "structure: " + (raw.isSound ? "sound" : "broken, every reader refuses it") + "\n";
 }
 
 ExitStatus run(const Options &options, const Globals &globals)

@@ -26,25 +26,43 @@ const char *stateWord(ListState state)
     }
 }
 
-Json memberJson(const MemberList &list, const UnverifiedList &names, const PkgMemberRecord &member)
+Json memberJson(const MemberList &list, const Coverage &coverage, const PkgMemberRecord &member)
 {
-    const auto listed = names.digests.find(member.fileName);
-    const bool isListed = listed != names.digests.end();
-    return {{"subfile_name", member.subfileName},
-            {"file_name", member.fileName},
-            {"offset", member.memberOffset},
-            {"size", member.memberLength},
-            {"payload_size", member.payloadLength},
-            {"listed", isListed},
-            {"digest", isListed ? Json(listed->second) : Json()},
-            {"signature_member", isSignatureMember(list.list(), &member)}};
+    const std::vector<std::string> &digests = coverage.digestsOf(&member);
+    Json json;
+    putName(json, "subfile_name", member.subfileName);
+    putName(json, "file_name", member.fileName);
+    json.update({{"offset", member.memberOffset},
+                 {"size", member.memberLength},
+                 {"payload_size", member.payloadLength},
+                 {"listed", !digests.empty()},
+                 {"digest", digests.empty() ? Json() : Json(digests.front())},
+                 {"signature_member", isSignatureMember(list.list(), &member)},
+                 {"shadowed", isShadowed(list.list(), &member)}});
+    return json;
+}
+
+// A list may name the signature's own members.
+std::string standingWord(const MemberList &list, const Coverage &coverage, const PkgMemberRecord &member)
+{
+    switch (coverage.standing(&member)) {
+    case Standing::Listed:
+        return isSignatureMember(list.list(), &member) ? "yes, signature" : "yes";
+    case Standing::Signature:
+        return "signature";
+    case Standing::Shadowed:
+        return "shadowed";
+    default:
+        return "no";
+    }
 }
 
 Json listJson(const OpenPackage &package, const MemberList &list, const UnverifiedList &names)
 {
+    const Coverage coverage(list.list(), names.files);
     Json members = Json::array();
     for (const PkgMemberRecord *member : list.members()) {
-        members.push_back(memberJson(list, names, *member));
+        members.push_back(memberJson(list, coverage, *member));
     }
     return {{"package", package.path},
             {"size", package.size},
@@ -55,16 +73,15 @@ Json listJson(const OpenPackage &package, const MemberList &list, const Unverifi
 
 std::string listText(const OpenPackage &package, const MemberList &list, const UnverifiedList &names)
 {
+    const Coverage coverage(list.list(), names.files);
     Table table("rllrrrl");
     table.add({"#", "name", "file name", "offset", "size", "payload", "listed"});
     const auto members = list.members();
     for (size_t index = 0; index < members.size(); ++index) {
         const PkgMemberRecord &member = *members[index];
-        const bool isListed = names.digests.count(member.fileName) != 0;
-        const char *listed = isListed ? "yes" : isSignatureMember(list.list(), &member) ? "signature" : "no";
         table.add({std::to_string(index), escaped(member.subfileName), escaped(member.fileName),
                    std::to_string(member.memberOffset), std::to_string(member.memberLength),
-                   std::to_string(member.payloadLength), listed});
+                   std::to_string(member.payloadLength), standingWord(list, coverage, member)});
     }
     return table.text() + escaped(package.path) + ": " + counted(members.size(), "member") + ", " +
            counted(package.size, "byte") + ", signed list " + stateWord(names.state) + "; " +

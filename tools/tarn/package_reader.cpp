@@ -1,10 +1,10 @@
 // Reading packages for display.
 #include "package_reader.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <fcntl.h>
 #include <memory>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -14,15 +14,14 @@
 #include "exit_status.h"
 #include "library_log.h"
 #include "packaging/error.h"
+#include "packaging/names.h"
 #include "text.h"
 
 namespace tarn::tool {
 
 namespace {
 
-constexpr char kListName[] = "signature_pss_filelist";
-constexpr char kSignatureName[] = "signature_pss_cms";
-constexpr size_t kMaxListSize = 4 * 1024 * 1024; // as the platform bounds it
+constexpr size_t kMaxListSize = 4u << 20; // as the platform bounds it
 
 [[noreturn]] void failWithErrno(const std::string &path, const char *action)
 {
@@ -50,13 +49,14 @@ OpenPackage openPackage(const std::string &path)
 {
     OpenPackage package;
     package.path = path;
-    package.descriptor = packaging::Descriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
-    struct stat status = {};
-    if (package.descriptor.get() < 0 || fstat(package.descriptor.get(), &status) != 0) {
-        failWithErrno(path, "open");
+    try {
+        package.descriptor = packaging::openSource(path);
+    } catch (const packaging::PackagingError &error) {
+        failWith(escaped(error.what()), "name an existing package that you may read");
     }
-    if (!S_ISREG(status.st_mode)) {
-        failWith(escaped(path) + ": not a regular file");
+    struct stat status = {};
+    if (fstat(package.descriptor.get(), &status) != 0) {
+        failWithErrno(path, "examine");
     }
     package.size = static_cast<uint64_t>(status.st_size);
     return package;
@@ -91,7 +91,7 @@ MemberList::~MemberList()
 UnverifiedList readUnverifiedList(const OpenPackage &package, const SwmListHead &members)
 {
     UnverifiedList list;
-    const PkgMemberRecord *member = TARN_SafeFindTarget(&members, kListName);
+    const PkgMemberRecord *member = TARN_SafeFindTarget(&members, packaging::kListName);
     if (member == nullptr) {
         return list;
     }
@@ -108,7 +108,7 @@ UnverifiedList readUnverifiedList(const OpenPackage &package, const SwmListHead 
         const char *digest = valueOf(*section, "SHA256-DIGEST");
         list.state = ListState::Present;
         if (name != nullptr && digest != nullptr) {
-            list.digests.emplace(name, digest);
+            list.files.push_back({name, digest});
         }
     }
     return list;
@@ -116,8 +116,71 @@ UnverifiedList readUnverifiedList(const OpenPackage &package, const SwmListHead 
 
 bool isSignatureMember(const SwmListHead &members, const PkgMemberRecord *member)
 {
-    return member == TARN_SafeFindTarget(&members, kListName) ||
-           member == TARN_SafeFindTarget(&members, kSignatureName);
+    return member == TARN_SafeFindTarget(&members, packaging::kListName) ||
+           member == TARN_SafeFindTarget(&members, packaging::kSignatureName);
+}
+
+bool isShadowed(const SwmListHead &members, const PkgMemberRecord *member)
+{
+    return TARN_SafeFindTarget(&members, member->fileName) != member ||
+           TARN_SafeFindTarget(&members, member->subfileName) != member;
+}
+
+bool isOverlong(const PkgMemberRecord &member)
+{
+    return static_cast<uint64_t>(member.payloadLength) + sizeof(MemberFileHeader) > member.memberLength;
+}
+
+Coverage::Coverage(const SwmListHead &packageMembers, const std::vector<packaging::ListedFile> &files)
+    : members(packageMembers)
+{
+    for (const packaging::ListedFile &file : files) {
+        const PkgMemberRecord *member = TARN_SafeFindTarget(&members, file.fileName.c_str());
+        if (member == nullptr) {
+            absent.push_back(file.fileName);
+        } else {
+            listed[member].push_back(file.digest);
+        }
+    }
+}
+
+Standing Coverage::standing(const PkgMemberRecord *member) const
+{
+    if (listed.count(member) != 0) {
+        return Standing::Listed;
+    }
+    if (isSignatureMember(members, member)) {
+        return Standing::Signature;
+    }
+    return isShadowed(members, member) ? Standing::Shadowed : Standing::Unlisted;
+}
+
+const std::vector<std::string> &Coverage::digestsOf(const PkgMemberRecord *member) const
+{
+    static const std::vector<std::string> none;
+    const auto found = listed.find(member);
+    return found == listed.end() ? none : found->second;
+}
+
+std::vector<const PkgMemberRecord *> Coverage::unlisted() const
+{
+    std::vector<const PkgMemberRecord *> found;
+    for (const PkgMemberRecord *member : recordsOf<PkgMemberRecord>(members)) {
+        const Standing standing = this->standing(member);
+        if (standing == Standing::Unlisted || standing == Standing::Shadowed) {
+            found.push_back(member);
+        }
+    }
+    return found;
+}
+
+std::vector<const PkgMemberRecord *> Coverage::overlong() const
+{
+    std::vector<const PkgMemberRecord *> found = recordsOf<PkgMemberRecord>(members);
+    found.erase(
+        std::remove_if(found.begin(), found.end(), [](const PkgMemberRecord *member) { return !isOverlong(*member); }),
+        found.end());
+    return found;
 }
 
 std::string memberLabel(const PkgMemberRecord &member)

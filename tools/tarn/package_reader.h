@@ -8,6 +8,7 @@
 #include <tarn_boot/container.h>
 
 #include "packaging/output_file.h"
+#include "packaging/signed_list.h"
 
 namespace tarn::tool {
 
@@ -57,7 +58,7 @@ enum class ListState { Missing, Unreadable, Present };
 
 struct UnverifiedList {
     ListState state = ListState::Missing;
-    std::map<std::string, std::string> digests; // by file name, the first one listed
+    std::vector<packaging::ListedFile> files;
 };
 
 // The signed list inside the package, its signature not checked: for display only.
@@ -65,6 +66,37 @@ UnverifiedList readUnverifiedList(const OpenPackage &package, const SwmListHead 
 
 // The members that the library takes for signed list and signature: the first that answer to these names.
 bool isSignatureMember(const SwmListHead &members, const PkgMemberRecord *member);
+
+// An earlier member answers to one of its names: by that name the library never finds this one.
+bool isShadowed(const SwmListHead &members, const PkgMemberRecord *member);
+
+// Its header claims a longer payload than its bytes hold. The library copies what is claimed, also from behind the
+// member, where nothing is signed.
+bool isOverlong(const PkgMemberRecord &member);
+
+// How a signed list relates to a member.
+enum class Standing { Listed, Signature, Shadowed, Unlisted };
+
+// Which members a signed list speaks of, looked up as the library does.
+class Coverage {
+public:
+    Coverage(const SwmListHead &packageMembers, const std::vector<packaging::ListedFile> &files);
+
+    Standing standing(const PkgMemberRecord *member) const;
+    // The digests listed for a member; usually one.
+    const std::vector<std::string> &digestsOf(const PkgMemberRecord *member) const;
+    size_t listedCount() const { return listed.size(); }
+    // In the list, not in the package.
+    const std::vector<std::string> &missing() const { return absent; }
+    // Neither listed nor signature members: nobody signed them.
+    std::vector<const PkgMemberRecord *> unlisted() const;
+    std::vector<const PkgMemberRecord *> overlong() const;
+
+private:
+    const SwmListHead &members;
+    std::map<const PkgMemberRecord *, std::vector<std::string>> listed;
+    std::vector<std::string> absent;
+};
 
 // What a member is called in messages: its subfile name, or its file name when that is empty.
 std::string memberLabel(const PkgMemberRecord &member);

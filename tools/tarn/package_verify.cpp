@@ -1,9 +1,6 @@
 // tarn package verify: a whole package in one answer, or member by member.
-#include <cstring>
-#include <filesystem>
-#include <map>
+#include <algorithm>
 #include <memory>
-#include <system_error>
 
 #include <tarn_boot/container.h>
 
@@ -11,6 +8,7 @@
 #include "package.h"
 #include "package_reader.h"
 #include "packaging/deferred_signals.h"
+#include "platform_config.h"
 #include "results.h"
 #include "terminal.h"
 #include "text.h"
@@ -41,70 +39,106 @@ public:
     ~CacheLock() { static_cast<void>(ExtractUnProtectAction()); }
 };
 
-// Which members the verified list in the cache speaks of, looked up as the library does. Expects the lock.
-struct Coverage {
-    std::map<const PkgMemberRecord *, std::vector<const SignedFileRecord *>> listed;
-    std::vector<std::string> missing; // in the list, not in the package
-
-    Coverage()
-    {
-        for (const SignedFileRecord *record : recordsOf<SignedFileRecord>(g_pkgCacheInfo.signedList)) {
-            const PkgMemberRecord *member = TARN_SafeFindTarget(&g_pkgCacheInfo.memberList, record->fileName);
-            if (member == nullptr) {
-                missing.emplace_back(record->fileName);
-            } else {
-                listed[member].push_back(record);
-            }
-        }
-    }
-
-    bool isUnlisted(const PkgMemberRecord *member) const
-    {
-        return listed.count(member) == 0 && !isSignatureMember(g_pkgCacheInfo.memberList, member);
-    }
-
-    std::vector<std::string> unlisted() const
-    {
-        std::vector<std::string> names;
-        for (const PkgMemberRecord *member : recordsOf<PkgMemberRecord>(g_pkgCacheInfo.memberList)) {
-            if (isUnlisted(member)) {
-                names.push_back(memberLabel(*member));
-            }
-        }
-        return names;
-    }
-};
-
-void warnUnlisted(const std::string &path, const std::vector<std::string> &names)
+// By the verified list in the cache. Expects the lock.
+Coverage cachedCoverage()
 {
-    for (const std::string &name : names) {
-        printError(inErrorColour(Colour::Warning, "tarn: ") + "warning: " + escaped(path) + ": member " +
-                   inQuotes(name) + " is not in the signed list, so nothing was checked of it\n");
+    std::vector<packaging::ListedFile> files;
+    for (const SignedFileRecord *record : recordsOf<SignedFileRecord>(g_pkgCacheInfo.signedList)) {
+        files.push_back({record->fileName, record->digest});
+    }
+    return {g_pkgCacheInfo.memberList, files};
+}
+
+std::vector<std::string> labels(const std::vector<const PkgMemberRecord *> &members)
+{
+    std::vector<std::string> names;
+    std::transform(members.begin(), members.end(), std::back_inserter(names),
+                   [](const PkgMemberRecord *member) { return memberLabel(*member); });
+    return names;
+}
+
+// ---- Reports ----
+
+// The same members whichever way was taken; what was not found out is null or empty.
+Json reportOf(const std::string &path, uint32_t result)
+{
+    Json report;
+    putName(report, "package", path);
+    report.update({{"valid", result == TARN_VERIFY_OK},
+                   {"result", result},
+                   {"result_name", verifyResult(result).name},
+                   {"matching", Json()},
+                   {"missing", Json::array()},
+                   {"unlisted", Json::array()},
+                   {"overlong", Json::array()}});
+    return report;
+}
+
+Json reportOf(const std::string &path, uint32_t result, size_t matching, const Coverage &coverage)
+{
+    Json report = reportOf(path, result);
+    report["matching"] = matching;
+    putNames(report, "missing", coverage.missing());
+    putNames(report, "unlisted", labels(coverage.unlisted()));
+    putNames(report, "overlong", labels(coverage.overlong()));
+    return report;
+}
+
+void warn(const std::string &path, const PkgMemberRecord &member, const std::string &what)
+{
+    printError(inErrorColour(Colour::Warning, "tarn: ") + "warning: " + escaped(path) + ": member " +
+               inQuotes(memberLabel(member)) + " " + what + "\n");
+}
+
+void warnOfGaps(const std::string &path, const Coverage &coverage)
+{
+    for (const PkgMemberRecord *member : coverage.unlisted()) {
+        warn(path, *member,
+             coverage.standing(member) == Standing::Shadowed
+                 ? "has a name of an earlier one and is not in the signed list, so nothing was checked of it"
+                 : "is not in the signed list, so nothing was checked of it");
+    }
+    for (const PkgMemberRecord *member : coverage.overlong()) {
+        warn(path, *member,
+             "claims " + counted(member->payloadLength, "byte") +
+                 " of content, more than it has: what lies behind it was not signed for it");
     }
 }
 
+void printValid(const std::string &path, size_t matching)
+{
+    printOut(escaped(path) + ": " + inColour(Colour::Good, "valid") + ", signature trusted, " +
+             counted(matching, "member") + " as signed\n");
+}
+
 // ---- Failures ----
+
+// Nothing of that name would ever be verified: the form of the command line.
+bool isBadName(const std::string &path)
+{
+    return path.size() > kMaxPath || TARN_SafeIsPkgFile(path.c_str()) == 0;
+}
 
 ExitStatus statusOf(uint32_t result, const std::string &path)
 {
     if (result == TARN_VERIFY_MISMATCH || result == TARN_VERIFY_STRUCTURE) {
         return ExitStatus::No;
     }
-    const bool isBadName = path.size() > kMaxPath || TARN_SafeIsPkgFile(path.c_str()) == 0;
-    return result == TARN_VERIFY_PARAM && isBadName ? ExitStatus::Usage : ExitStatus::Failed;
+    return result == TARN_VERIFY_PARAM && isBadName(path) ? ExitStatus::Usage : ExitStatus::Failed;
 }
 
-std::string nextStep(uint32_t result, bool isBadName)
+std::string nextStep(uint32_t result, bool isUsage)
 {
     switch (result) {
     case TARN_VERIFY_MISMATCH:
-        return "do not use it; --members names what differs; a good package from an unknown signer needs its anchor in "
-               "--config";
+        return "do not use it; --members names what differs; a good package from an unknown signer needs its anchor "
+               "in " +
+               escaped(platformConfigInUse());
     case TARN_VERIFY_STRUCTURE:
         return "do not use it; \"tarn package header\" shows where it breaks";
     case TARN_VERIFY_PARAM:
-        return isBadName ? "packages have names in .cc, .CC, .ccx or .cch and paths of at most 384 bytes"
-                         : "check the path";
+        return isUsage ? "packages have names in .cc, .CC, .ccx or .cch and paths of at most 384 bytes"
+                       : "check the path";
     case TARN_VERIFY_INTERNAL:
         return "check that /tmp is writable and has space";
     default:
@@ -112,74 +146,72 @@ std::string nextStep(uint32_t result, bool isBadName)
     }
 }
 
-Failure makeFailure(const std::string &path, uint32_t result, std::string reason)
+// With the library's last words; to be called right after it.
+Failure makeFailure(const std::string &path, uint32_t result)
 {
     Failure failure;
     failure.status = statusOf(result, path);
     failure.result = &verifyResult(result);
-    failure.what = escaped(path) + ": " + (failure.status == ExitStatus::No ? "not valid: " : "not checked: ") +
-                   failure.result->meaning;
-    failure.reason = std::move(reason);
     failure.next = nextStep(result, failure.status == ExitStatus::Usage);
-    failure.report = {{"package", path}, {"valid", false}};
+    const bool isUndecided = explainFailure(failure);
+    failure.what = escaped(path) + ": " + (failure.status == ExitStatus::No ? "not valid: " : "not checked: ") +
+                   (isUndecided ? "the signature could not be judged" : failure.result->meaning);
+    failure.report = reportOf(path, result);
     return failure;
+}
+
+// What the platform would pass over in silence, and what is no package file, is refused before the library is asked.
+OpenPackage openForCheck(const std::string &path)
+{
+    checkPlatformConfig();
+    takeLibraryReason();
+    if (isBadName(path) && VerifyParamCheck(path.c_str()) != SWM_OK) {
+        throw makeFailure(path, TARN_VERIFY_PARAM);
+    }
+    return openPackage(path);
 }
 
 // ---- The whole package ----
 
-uint64_t sizeOf(const std::string &path)
-{
-    std::error_code unknown;
-    const auto size = std::filesystem::file_size(path, unknown);
-    return unknown ? 0 : size;
-}
-
 // A digest that differs leaves the library's cache locked for good: nothing may touch it after a failure.
 ExitStatus verifyWhole(const Options &options, const Globals &globals)
 {
-    takeLibraryReason();
+    const uint64_t size = openForCheck(options.package).size;
     uint32_t result = TARN_VERIFY_OK;
     {
-        const Progress progress("verifying", [&] { return sizeOf(options.package); });
+        const Progress progress("verifying", [=] { return size; });
         const packaging::DeferredSignals uninterrupted; // the work directory must not be left
         result = TARN_PackageVerify(options.package.c_str());
     }
     if (result != TARN_VERIFY_OK) {
-        throw makeFailure(options.package, result, takeLibraryReason());
+        throw makeFailure(options.package, result);
     }
     const CacheLock lock;
-    const Coverage coverage;
-    const std::vector<std::string> unlisted = coverage.unlisted();
+    const Coverage coverage = cachedCoverage();
     if (globals.json) {
-        printJson({{"package", options.package},
-                   {"valid", true},
-                   {"result", result},
-                   {"result_name", verifyResult(result).name},
-                   {"matching", coverage.listed.size()},
-                   {"unlisted", unlisted}});
+        printJson(reportOf(options.package, result, coverage.listedCount(), coverage));
     } else {
-        printOut(escaped(options.package) + ": " + inColour(Colour::Good, "valid") + ", signature trusted, " +
-                 counted(coverage.listed.size(), "member") + " as signed\n");
+        printValid(options.package, coverage.listedCount());
     }
-    warnUnlisted(options.package, unlisted);
+    warnOfGaps(options.package, coverage);
     return ExitStatus::Done;
 }
 
 // ---- Member by member ----
 
-enum class Verdict { Ok, Differs, Unreadable, Signature, Unlisted };
+enum class Verdict { Ok, Differs, Unreadable, Signature, Shadowed, Unlisted };
 
 const char *verdictWord(Verdict verdict)
 {
-    static constexpr const char *kWords[] = {"ok", "differs", "unreadable", "signature", "not listed"};
+    static constexpr const char *kWords[] = {"ok", "differs", "unreadable", "signature", "shadowed", "not listed"};
     return kWords[static_cast<size_t>(verdict)];
 }
 
 Colour verdictColour(Verdict verdict)
 {
-    return verdict == Verdict::Ok || verdict == Verdict::Signature ? Colour::Good
-           : verdict == Verdict::Unlisted                          ? Colour::Warning
-                                                                   : Colour::Bad;
+    const bool isUnchecked = verdict == Verdict::Unlisted || verdict == Verdict::Shadowed;
+    const bool isGood = verdict == Verdict::Ok || verdict == Verdict::Signature;
+    return isGood ? Colour::Good : isUnchecked ? Colour::Warning : Colour::Bad;
 }
 
 struct MemberVerdict {
@@ -188,12 +220,18 @@ struct MemberVerdict {
     std::string expected; // the listed digest that differs
 };
 
+Verdict verdictUnlisted(Standing standing)
+{
+    return standing == Standing::Signature  ? Verdict::Signature
+           : standing == Standing::Shadowed ? Verdict::Shadowed
+                                            : Verdict::Unlisted;
+}
+
 MemberVerdict judge(int fd, const PkgMemberRecord *member, const Coverage &coverage)
 {
     MemberVerdict result;
-    const auto listed = coverage.listed.find(member);
-    if (listed == coverage.listed.end()) {
-        result.verdict = coverage.isUnlisted(member) ? Verdict::Unlisted : Verdict::Signature;
+    if (coverage.standing(member) != Standing::Listed) {
+        result.verdict = verdictUnlisted(coverage.standing(member));
         return result;
     }
     char digest[kDigestTextSize] = "";
@@ -202,10 +240,10 @@ MemberVerdict judge(int fd, const PkgMemberRecord *member, const Coverage &cover
         return result;
     }
     result.digest = digest;
-    for (const SignedFileRecord *record : listed->second) {
-        if (strcmp(record->digest, digest) != 0) {
+    for (const std::string &expected : coverage.digestsOf(member)) {
+        if (expected != digest) {
             result.verdict = Verdict::Differs;
-            result.expected = record->digest;
+            result.expected = expected;
         }
     }
     return result;
@@ -213,10 +251,10 @@ MemberVerdict judge(int fd, const PkgMemberRecord *member, const Coverage &cover
 
 Json verdictJson(const PkgMemberRecord &member, const MemberVerdict &verdict)
 {
-    Json json = {{"subfile_name", member.subfileName},
-                 {"file_name", member.fileName},
-                 {"size", member.memberLength},
-                 {"verdict", verdictWord(verdict.verdict)}};
+    Json json;
+    putName(json, "subfile_name", member.subfileName);
+    putName(json, "file_name", member.fileName);
+    json.update({{"size", member.memberLength}, {"verdict", verdictWord(verdict.verdict)}});
     if (!verdict.digest.empty()) {
         json["digest"] = verdict.digest;
     }
@@ -226,26 +264,24 @@ Json verdictJson(const PkgMemberRecord &member, const MemberVerdict &verdict)
     return json;
 }
 
-void printVerdict(const PkgMemberRecord &member, const MemberVerdict &verdict)
+std::string verdictText(const PkgMemberRecord &member, const MemberVerdict &verdict)
 {
     std::string line = inColour(verdictColour(verdict.verdict), format("%-10s", verdictWord(verdict.verdict))) + "  " +
                        escaped(memberLabel(member)) + ", " + humanSize(member.memberLength) + "\n";
     if (verdict.verdict == Verdict::Differs) {
         line += "            signed " + escaped(verdict.expected) + "\n            found  " + verdict.digest + "\n";
     }
-    printOut(line);
-    static_cast<void>(fflush(stdout));
+    return line;
 }
 
 // Brings the verified list of the package into the cache, nothing reused. Expects the lock.
 void loadCache(const Options &options, const OpenPackage &package)
 {
-    takeLibraryReason();
     const packaging::DeferredSignals uninterrupted;
     ExtractCacheDrop();
     const uint32_t result = ExtractCacheUpdate(package.descriptor.get());
     if (result != TARN_EXTRACT_OK) {
-        throw makeFailure(options.package, VerifyResultConvert(result), takeLibraryReason());
+        throw makeFailure(options.package, VerifyResultConvert(result));
     }
 }
 
@@ -265,8 +301,7 @@ MemberReport judgeMembers(const OpenPackage &package, const Coverage &coverage, 
         report.good += verdict.verdict == Verdict::Ok ? 1 : 0;
         report.bad += verdict.verdict == Verdict::Differs || verdict.verdict == Verdict::Unreadable ? 1 : 0;
         if (!json) {
-            progress.clear();
-            printVerdict(*member, verdict);
+            progress.print(verdictText(*member, verdict));
         }
     }
     return report;
@@ -281,7 +316,9 @@ void printMissing(const std::vector<std::string> &names)
 
 Failure membersFailure(const Options &options, const MemberReport &report, size_t missing, Json document)
 {
-    Failure failure = makeFailure(options.package, TARN_VERIFY_MISMATCH, "");
+    Failure failure;
+    failure.status = ExitStatus::No;
+    failure.result = &verifyResult(TARN_VERIFY_MISMATCH);
     failure.what = escaped(options.package) + ": not valid: " + counted(report.bad, "member") + " not as signed, " +
                    std::to_string(missing) + " missing, " + std::to_string(report.good) + " good";
     failure.next = "do not use this package";
@@ -291,32 +328,26 @@ Failure membersFailure(const Options &options, const MemberReport &report, size_
 
 ExitStatus verifyMembers(const Options &options, const Globals &globals)
 {
-    takeLibraryReason();
-    if (VerifyParamCheck(options.package.c_str()) != SWM_OK) {
-        throw makeFailure(options.package, TARN_VERIFY_PARAM, takeLibraryReason());
-    }
-    const OpenPackage package = openPackage(options.package);
+    const OpenPackage package = openForCheck(options.package);
     const CacheLock lock;
     loadCache(options, package);
-    const Coverage coverage;
+    const Coverage coverage = cachedCoverage();
     const MemberReport report = judgeMembers(package, coverage, globals.json);
-    const bool isValid = report.bad == 0 && coverage.missing.empty();
-    Json document = {{"package", options.package},  {"valid", isValid},
-                     {"matching", report.good},     {"unlisted", coverage.unlisted()},
-                     {"missing", coverage.missing}, {"members", report.verdicts}};
+    const bool isValid = report.bad == 0 && coverage.missing().empty();
+    Json document = reportOf(options.package, isValid ? TARN_VERIFY_OK : TARN_VERIFY_MISMATCH, report.good, coverage);
+    document["members"] = report.verdicts;
     if (!globals.json) {
-        printMissing(coverage.missing);
+        printMissing(coverage.missing());
     }
     if (!isValid) {
-        throw membersFailure(options, report, coverage.missing.size(), std::move(document));
+        throw membersFailure(options, report, coverage.missing().size(), std::move(document));
     }
     if (globals.json) {
         printJson(document);
     } else {
-        printOut(escaped(options.package) + ": " + inColour(Colour::Good, "valid") + ", signature trusted, " +
-                 counted(report.good, "member") + " as signed\n");
+        printValid(options.package, report.good);
     }
-    warnUnlisted(options.package, coverage.unlisted());
+    warnOfGaps(options.package, coverage);
     return ExitStatus::Done;
 }
 

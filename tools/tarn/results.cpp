@@ -1,6 +1,7 @@
 // Result numbers in words.
 #include "results.h"
 
+#include <algorithm>
 #include <span>
 
 #include <tarn_basic/crypto.h>
@@ -33,16 +34,11 @@ constexpr LibraryResult kVerify[] = {
     {SWM_FAIL, "SWM_FAIL", "the package could not be opened or examined"},
 };
 
-struct SignatureMeaning {
-    uint32_t number;
-    const char *text;
-};
-
 constexpr SignatureMeaning kSignature[] = {
-    {SWM_CMS_NO_MEMORY, "the check itself failed"},
-    {SWM_CMS_LIST_UNREADABLE, "the signed list cannot be read"},
+    {SWM_CMS_NO_MEMORY, "the check itself failed", SignatureFault::System},
+    {SWM_CMS_LIST_UNREADABLE, "the signed list cannot be read", SignatureFault::System},
     {SWM_CMS_LIST_TOO_LARGE, "the signed list is too large"},
-    {SWM_CMS_SIGNATURE_UNREADABLE, "the signature cannot be read"},
+    {SWM_CMS_SIGNATURE_UNREADABLE, "the signature cannot be read", SignatureFault::System},
     {SWM_CMS_SIGNATURE_TOO_LARGE, "the signature is too large"},
     {SWM_CMS_NOT_DER, "the signature is no CMS message in DER, or something follows it"},
     {SWM_CMS_NOT_SIGNED_DATA, "the CMS message is no signed data"},
@@ -57,10 +53,10 @@ constexpr SignatureMeaning kSignature[] = {
     {SWM_CMS_NO_SIGNER_CERTIFICATE, "the signer's certificate is missing"},
     {SWM_CMS_KEY, "the signer's key is not RSA of at least 2048 bits"},
     {SWM_CMS_BAD_SIGNATURE, "the signature was changed, or made with another key"},
-    {SWM_CMS_CONFIGURATION, "the platform's configuration is unusable"},
-    {SWM_CMS_NO_ANCHORS, "no trust anchors are configured"},
-    {SWM_CMS_BAD_ANCHORS, "the configured trust anchors cannot be used"},
-    {SWM_CMS_BAD_REVOCATION, "the configured revocation list cannot be used"},
+    {SWM_CMS_CONFIGURATION, "the platform's configuration is unusable", SignatureFault::Configuration},
+    {SWM_CMS_NO_ANCHORS, "no trust anchors are configured", SignatureFault::Configuration},
+    {SWM_CMS_BAD_ANCHORS, "the configured trust anchors cannot be used", SignatureFault::Configuration},
+    {SWM_CMS_BAD_REVOCATION, "the configured revocation list cannot be used", SignatureFault::Configuration},
     {SWM_CMS_CHAIN, "the signer's certificate leads to no configured trust anchor"},
     {SWM_CMS_REVOKED, "the signer's certificate is revoked"},
     {SWM_CMS_NOT_COVERED, "no revocation list covers the signer"},
@@ -90,14 +86,11 @@ const LibraryResult &verifyResult(uint32_t number)
     return find(kVerify, number);
 }
 
-const char *signatureMeaning(uint32_t number)
+const SignatureMeaning *signatureMeaning(uint32_t number)
 {
-    for (const SignatureMeaning &meaning : kSignature) {
-        if (meaning.number == number) {
-            return meaning.text;
-        }
-    }
-    return "";
+    const auto *found = std::find_if(std::begin(kSignature), std::end(kSignature),
+                                     [=](const SignatureMeaning &meaning) { return meaning.number == number; });
+    return found == std::end(kSignature) ? nullptr : found;
 }
 
 } // namespace tarn::tool

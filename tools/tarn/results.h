@@ -11,7 +11,17 @@ const LibraryResult &extractResult(uint32_t number);
 // A result of TARN_PackageVerify.
 const LibraryResult &verifyResult(uint32_t number);
 
-// What the platform found wrong with a signature (enum SwmCmsResult), in words; "" for a number it does not use.
-const char *signatureMeaning(uint32_t number);
+// Why the platform did not accept a signature (enum SwmCmsResult). Only the first kind says something about the
+// package.
+enum class SignatureFault { Package, Configuration, System };
+
+struct SignatureMeaning {
+    uint32_t number;
+    const char *text;
+    SignatureFault fault = SignatureFault::Package;
+};
+
+// Null for a number that the platform does not use.
+const SignatureMeaning *signatureMeaning(uint32_t number);
 
 } // namespace tarn::tool

@@ -92,9 +92,17 @@ Progress::~Progress()
     clear();
 }
 
-void Progress::clear()
+void Progress::print(std::string_view line)
 {
     const std::lock_guard lock(mutex);
+    clear();
+    printOut(line);
+    static_cast<void>(fflush(stdout));
+}
+
+// Expects the lock, or that nobody else draws any more.
+void Progress::clear()
+{
     if (drawn > 0) {
         printError("\r" + std::string(drawn, ' ') + "\r");
         drawn = 0;

@@ -28,11 +28,12 @@ public:
     Progress &operator=(const Progress &) = delete;
     ~Progress();
 
-    // For lines printed in between: takes the bar away until it is drawn anew.
-    void clear();
+    // A line for stdout in between: the bar goes, and comes back when it is drawn anew.
+    void print(std::string_view line);
 
 private:
     void run();
+    void clear();
     void draw();
 
     std::string label;

@@ -102,6 +102,27 @@ std::string escaped(std::string_view text)
     return result;
 }
 
+bool isUtf8(std::string_view text)
+{
+    while (!text.empty()) {
+        const size_t size = decode(text).size;
+        if (size == 0) {
+            return false;
+        }
+        text.remove_prefix(size);
+    }
+    return true;
+}
+
+std::string hex(std::string_view bytes)
+{
+    std::string text;
+    for (const char byte : bytes) {
+        text += format("%02x", static_cast<unsigned char>(byte));
+    }
+    return text;
+}
+
 std::string inQuotes(std::string_view text)
 {
     return "\"" + escaped(text) + "\"";

@@ -17,6 +17,11 @@ std::string escaped(std::string_view text);
 // The same between double quotes.
 std::string inQuotes(std::string_view text);
 
+bool isUtf8(std::string_view text);
+
+// Two lower-case digits per byte.
+std::string hex(std::string_view bytes);
+
 // "1 member", "2 members".
 std::string counted(uint64_t count, const char *noun);
 

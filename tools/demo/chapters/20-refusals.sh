@@ -33,7 +33,7 @@ title "Refused: a truncated file"
 tell "The members must fill the file exactly, so a single missing byte is noticed before anything is hashed."
 head -c $(($(wc -c <demo.cc) - 1)) demo.cc >short.cc
 refused short.cc 'TARN_VERIFY_STRUCTURE'
-expect 0 'fault: slot 6: ends at' tarn package header short.cc
+expect 0 'remark: slot 6: ends at' tarn package header short.cc
 head -c 1000 demo.cc >stump.cc
 refused stump.cc 'TARN_VERIFY_STRUCTURE'
 
@@ -55,8 +55,11 @@ cp demo.cc count.cc
 put count.cc 6 1
 put count.cc 7 1
 refused count.cc 'number\(257\) over limit'
-expect 0 'fault: file count 257' tarn package header count.cc
+expect 0 'remark: file count 257' tarn package header count.cc
 tell "A member header that claims more content than the member has lies inside what the digest covers:"
 cp demo.cc payload.cc
 flip payload.cc $(($(place payload.cc version.txt 4) + 340))
-refused payload.cc 'version.txt.bin\) verify failed'
+expect 1 'version.txt.bin\) verify failed' tarn package verify --config keys/basic.conf payload.cc
+expect 1 'its header claims .* more than the member has' \
+    tarn package extract --config keys/basic.conf payload.cc version.txt -d refused
+expect_absent refused

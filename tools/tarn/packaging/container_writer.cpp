@@ -10,6 +10,7 @@
 
 #include <tarn_boot/container.h>
 
+#include "packaging/big_endian.h"
 #include "packaging/digest.h"
 
 namespace tarn::packaging {
@@ -23,12 +24,6 @@ constexpr uint64_t kMaxPackageSize = std::numeric_limits<uint32_t>::max();
 static_assert(sizeof(PackageHeader::files) / sizeof(PackageFileEntry) == kMaxPackageMembers);
 static_assert(sizeof(MemberFileHeader::subfileName) == kMaxSubfileName + 1);
 static_assert(sizeof(MemberFileHeader::fileName) == kMaxFileName + 1);
-
-SwmBe32 bigEndian(uint32_t value)
-{
-    return {{static_cast<uint8_t>(value >> 24), static_cast<uint8_t>(value >> 16), static_cast<uint8_t>(value >> 8),
-             static_cast<uint8_t>(value)}};
-}
 
 std::string label(const Member &member)
 {
@@ -72,7 +67,7 @@ MemberFileHeader makeHeader(const Member &member, uint64_t payload)
     MemberFileHeader header = {};
     memcpy(header.subfileName, member.subfileName.data(), member.subfileName.size());
     memcpy(header.fileName, member.fileName.data(), member.fileName.size());
-    header.payloadLength = bigEndian(static_cast<uint32_t>(payload));
+    header.payloadLength = toBigEndian(static_cast<uint32_t>(payload));
     return header;
 }
 
@@ -155,7 +150,7 @@ ContainerFile::ContainerFile(const std::filesystem::path &out) : file(out)
     file.write(&header, sizeof(header));
 }
 
-void ContainerFile::add(const Member &member, std::string *digest)
+uint64_t ContainerFile::add(const Member &member, std::string *digest)
 {
     checkCount(extents.size() + 1);
     const uint32_t start = extents.empty() ? sizeof(PackageHeader) : extents.back().offset + extents.back().length;
@@ -173,18 +168,20 @@ void ContainerFile::add(const Member &member, std::string *digest)
     if (digest != nullptr) {
         *digest = hash->text();
     }
+    return length - sizeof(MemberFileHeader);
 }
 
-void ContainerFile::finish()
+uint64_t ContainerFile::finish()
 {
     PackageHeader header = {};
-    header.fileCount = bigEndian(static_cast<uint32_t>(extents.size()));
+    header.fileCount = toBigEndian(static_cast<uint32_t>(extents.size()));
     for (size_t slot = 0; slot < extents.size(); ++slot) {
-        header.files[slot].memberOffset = bigEndian(extents[slot].offset);
-        header.files[slot].memberLength = bigEndian(extents[slot].length);
+        header.files[slot].memberOffset = toBigEndian(extents[slot].offset);
+        header.files[slot].memberLength = toBigEndian(extents[slot].length);
     }
     file.writeAt(0, &header, sizeof(header));
     file.commit();
+    return extents.empty() ? sizeof(header) : static_cast<uint64_t>(extents.back().offset) + extents.back().length;
 }
 
 void checkMembers(const std::vector<Member> &members)

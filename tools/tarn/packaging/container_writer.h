@@ -41,9 +41,11 @@ class ContainerFile {
 public:
     explicit ContainerFile(const std::filesystem::path &out);
 
-    // Appends a member; with `digest` its memberDigest comes from the same pass over the source.
-    void add(const Member &member, std::string *digest = nullptr);
-    void finish();
+    // Appends a member and returns its payload's size; with `digest` its memberDigest comes from the same pass over the
+    // source.
+    uint64_t add(const Member &member, std::string *digest = nullptr);
+    // Returns the size of the container.
+    uint64_t finish();
 
 private:
     struct Extent {

@@ -10,6 +10,7 @@
 #include <openssl/rsa.h>
 #include <openssl/x509v3.h>
 
+#include "packaging/names.h"
 #include "packaging/openssl_handles.h"
 #include "packaging/signer.h"
 
@@ -125,6 +126,14 @@ private:
     std::vector<fs::path> made;
 };
 
+// A configuration under which packages signed with the new key verify.
+std::string configText(const fs::path &anchor)
+{
+    return "# Development configuration: trusts the throw-away CA beside it and nothing else.\n"
+           "[trust]\nanchors = " +
+           fs::absolute(anchor).lexically_normal().string() + "\nsigner_purpose = codeSigning\n";
+}
+
 void makeDirectory(const fs::path &dir)
 {
     if (mkdir(dir.c_str(), 0700) != 0 && (errno != EEXIST || !fs::is_directory(dir))) {
@@ -134,7 +143,7 @@ void makeDirectory(const fs::path &dir)
 
 void refuseExisting(const DevelopmentKeys &keys)
 {
-    for (const fs::path &path : {keys.anchor, keys.caKey, keys.certificate, keys.key}) {
+    for (const fs::path &path : {keys.anchor, keys.caKey, keys.certificate, keys.key, keys.config}) {
         struct stat status = {};
         if (lstat(path.c_str(), &status) == 0) {
             throw PackagingError(path.string() + ": is there already; keys are never overwritten");
@@ -149,7 +158,10 @@ DevelopmentKeys makeDevelopmentKeys(const fs::path &dir, unsigned bits)
     if (bits < 2048 || bits > 16384) {
         throw RequestError("--bits " + std::to_string(bits) + ": keys have 2048 to 16384 bits");
     }
-    DevelopmentKeys keys = {dir / "ca.pem", dir / "ca.key", dir / "signer.pem", dir / "signer.key"};
+    DevelopmentKeys keys = {dir / "ca.pem", dir / "ca.key", dir / "signer.pem", dir / "signer.key", dir / "basic.conf"};
+    if (hasControlCharacters(dir.string())) {
+        throw RequestError(dir.string() + ": control characters in the path; choose a directory without");
+    }
     makeDirectory(dir);
     refuseExisting(keys);
 
@@ -166,6 +178,7 @@ DevelopmentKeys makeDevelopmentKeys(const fs::path &dir, unsigned bits)
     files.add(keys.key, keyWriter(signerKey.get()));
     files.add(keys.anchor, [&](BIO *bio) { return PEM_write_bio_X509(bio, anchor.get()); });
     files.add(keys.certificate, [&](BIO *bio) { return PEM_write_bio_X509(bio, signer.get()); });
+    files.add(keys.config, [&](BIO *bio) { return BIO_puts(bio, configText(keys.anchor).c_str()) > 0 ? 1 : 0; });
     files.keep();
     return keys;
 }

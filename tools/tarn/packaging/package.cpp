@@ -5,6 +5,7 @@
 #include <map>
 
 #include "packaging/digest.h"
+#include "packaging/names.h"
 #include "packaging/signed_list.h"
 
 namespace tarn::packaging {
@@ -14,8 +15,6 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr char kSuffix[] = ".bin";
-constexpr char kListName[] = "signature_pss_filelist";
-constexpr char kSignatureName[] = "signature_pss_cms";
 constexpr size_t kSignatureMembers = 2;
 constexpr size_t kHashDigits = 16;
 
@@ -23,12 +22,6 @@ constexpr size_t kHashDigits = 16;
 {
     throw RequestError(input.source.string() + ": member name \"" + name + "\" " + reason +
                        "; give another one with FILE=NAME");
-}
-
-bool isControl(char character)
-{
-    const auto byte = static_cast<unsigned char>(character);
-    return byte < 0x20 || byte == 0x7F;
 }
 
 void checkName(const Input &input, const std::string &name)
@@ -41,11 +34,10 @@ void checkName(const Input &input, const std::string &name)
                    "is " + std::to_string(name.size()) + " bytes long, at most " + std::to_string(kMaxSubfileName) +
                        " fit");
     }
-    // Extraction uses names as they stand, below the destination directory.
-    if (name == "." || name == ".." || name.find('/') != std::string::npos) {
+    if (!isPlainFileName(name)) {
         refuseName(input, name, "is no plain file name");
     }
-    if (std::any_of(name.begin(), name.end(), isControl)) {
+    if (hasControlCharacters(name)) {
         refuseName(input, name, "has control characters");
     }
     // The signed list is text with "KEY=value" lines, whose readers may drop blanks at either end of a value.
@@ -162,7 +154,7 @@ std::vector<Member> packageMembers(const std::vector<Input> &inputs, const Signe
     return signer == nullptr ? members : withSignature(std::move(members), *signer);
 }
 
-void createPackage(const fs::path &out, const std::vector<Input> &inputs, const Signer *signer)
+uint64_t createPackage(const fs::path &out, const std::vector<Input> &inputs, const Signer *signer)
 {
     checkMemberCount(inputs.size(), signer != nullptr);
     const std::vector<Member> members = inputMembers(inputs);
@@ -172,15 +164,15 @@ void createPackage(const fs::path &out, const std::vector<Input> &inputs, const 
     digested.reserve(members.size());
     for (const Member &member : members) {
         std::string digest;
-        container.add(member, signer == nullptr ? nullptr : &digest);
-        digested.push_back({{member.fileName, digest}, payloadSize(member)});
+        const uint64_t size = container.add(member, signer == nullptr ? nullptr : &digest);
+        digested.push_back({{member.fileName, digest}, size});
     }
     if (signer != nullptr) {
         for (const Member &member : signatureMembers(std::move(digested), *signer)) {
             container.add(member);
         }
     }
-    container.finish();
+    return container.finish();
 }
 
 } // namespace tarn::packaging

@@ -29,7 +29,7 @@ std::vector<Member> packageMembers(const std::vector<Input> &inputs, const Signe
 std::vector<Member> withSignature(std::vector<Member> members, const Signer &signer);
 
 // packageMembers and writeContainer in one: the same input gives the same bytes but for the signature's salt. Each
-// source is read once, so that what is signed is what was written.
-void createPackage(const std::filesystem::path &out, const std::vector<Input> &inputs, const Signer *signer);
+// source is read once, so that what is signed is what was written. Returns the size of the package.
+uint64_t createPackage(const std::filesystem::path &out, const std::vector<Input> &inputs, const Signer *signer);
 
 } // namespace tarn::packaging

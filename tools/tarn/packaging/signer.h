@@ -29,9 +29,10 @@ struct DevelopmentKeys {
     std::filesystem::path caKey;       // ca.key
     std::filesystem::path certificate; // signer.pem, issued by the anchor, for code signing
     std::filesystem::path key;         // signer.key
+    std::filesystem::path config;      // basic.conf, a platform configuration that trusts the anchor
 };
 
-// Makes a throw-away CA and signing key in `dir` (made when missing; files 0600, none overwritten).
+// Makes a throw-away CA, signing key and configuration in `dir` (made when missing; files 0600, none overwritten).
 DevelopmentKeys makeDevelopmentKeys(const std::filesystem::path &dir, unsigned bits = 3072);
 
 } // namespace tarn::packaging
