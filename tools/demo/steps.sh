@@ -11,6 +11,9 @@ fi
 
 tarn() { "${tool:?}" "$@"; }
 
+# beside_libraries COMMAND...: a copy of the tool no longer lies beside its libraries.
+beside_libraries() { LD_LIBRARY_PATH=$(dirname "${tool:?}")/../lib "$@"; }
+
 # title TEXT, tell LINE...: what comes, and why.
 title() { printf '\n%s== %s%s\n' "$bold" "$*" "$plain"; }
 tell() { printf '%s\n' "" "$@"; }

@@ -49,7 +49,7 @@ expect_mode 440 out/users.txt
 expect 0 '"tarn-tool" -> bin/tarn-tool' \
     tarn package extract --config keys/basic.conf demo.cc tarn-tool -d bin --mode 0755
 expect_mode 755 bin/tarn-tool
-expect 0 "^tarn [0-9]" bin/tarn-tool --version
+expect 0 "^tarn [0-9]" beside_libraries bin/tarn-tool --version
 tell "By file name: the whole member. Behind 352 bytes of header lies the same content."
 expect 0 '"version.txt.bin" -> out/version.txt.bin' \
     tarn package extract --config keys/basic.conf demo.cc version.txt.bin -d out
