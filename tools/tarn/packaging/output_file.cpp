@@ -43,8 +43,7 @@ void refuseUnlessReplaceable(const fs::path &target)
 template <typename Make> fs::path nameTemporary(const fs::path &directory, Make &&make)
 {
     for (unsigned attempt = 0; attempt < 1000; ++attempt) {
-        const fs::path name =
-            directory / (".tarn-" + std::to_string(getpid()) + "-" + std::to_string(attempt) + ".tmp");
+        fs::path name = directory / (".tarn-" + std::to_string(getpid()) + "-" + std::to_string(attempt) + ".tmp");
         if (make(name)) {
             return name;
         }
