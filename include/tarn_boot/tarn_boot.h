@@ -20,5 +20,7 @@
 
 #include <tarn_boot/common.h>
 #include <tarn_boot/container.h>
+#include <tarn_boot/descriptor.h>
+#include <tarn_boot/records.h>
 
 #endif
