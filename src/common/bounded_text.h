@@ -1,5 +1,6 @@
-// Bounded copies and fills through the platform's checked family. The clears and block copies warn when they fail, with
-// the caller's function and line, and go on; the formatters are silent and leave what does not fit empty.
+// Bounded copies and fills through the platform's checked family. The clears, block copies and prints warn when they
+// fail, with the caller's function and line, and go on; a print keeps what fits. The format… helpers are silent and
+// leave what does not fit empty.
 #pragma once
 
 #include <type_traits>
@@ -60,6 +61,21 @@ void copyBlock(T &destination, const T &source, const char *function = __builtin
     if (memcpy_s(&destination, sizeof(T), &source, sizeof(T)) != 0) {
         COMMON_WARNING("memcpy failed: %s, line: %d", function, line);
     }
+}
+
+// For the result of a formatted print that keeps what fits.
+inline void warnIfCut(int result, const char *function = __builtin_FUNCTION(), int line = __builtin_LINE())
+{
+    if (result < 0) {
+        COMMON_WARNING("snprintf failed: %s, line: %d", function, line);
+    }
+}
+
+template <size_t size>
+void printField(char (&out)[size], const char *text, const char *function = __builtin_FUNCTION(),
+                int line = __builtin_LINE())
+{
+    warnIfCut(snprintf_s(out, size, size - 1, "%s", text), function, line);
 }
 
 } // namespace tarn

@@ -1,5 +1,5 @@
-// Owners of what an operation takes: descriptors, streams, INI profiles, heap blocks. Each releases once, on every
-// path, and keeps errno.
+// Owners of what an operation takes: descriptors, streams, INI profiles, heap blocks, the pieces of a split text. Each
+// releases once, on every path, and keeps errno.
 #pragma once
 
 #include <cstdio>
@@ -10,36 +10,40 @@
 
 #include <tarn_basic/file.h>
 #include <tarn_basic/ini.h>
+#include <tarn_basic/text.h>
 
 #include "common/log.h"
 
 namespace tarn {
 
-class UniqueFd {
+template <auto closeDescriptor> class UniqueDescriptor {
 public:
-    UniqueFd() = default;
-    explicit UniqueFd(int32_t descriptor) : fd(descriptor) {}
-    UniqueFd(UniqueFd &&other) noexcept : fd(std::exchange(other.fd, -1)) {}
-    UniqueFd &operator=(UniqueFd &&other) noexcept
+    UniqueDescriptor() = default;
+    explicit UniqueDescriptor(int32_t descriptor) : fd(descriptor) {}
+    UniqueDescriptor(UniqueDescriptor &&other) noexcept : fd(std::exchange(other.fd, -1)) {}
+    UniqueDescriptor &operator=(UniqueDescriptor &&other) noexcept
     {
         reset();
         fd = std::exchange(other.fd, -1);
         return *this;
     }
-    ~UniqueFd() { reset(); }
+    ~UniqueDescriptor() { reset(); }
 
     int32_t get() const { return fd; }
     void reset()
     {
         if (fd >= 0) {
             const ErrnoKeeper keeper;
-            static_cast<void>(::close(std::exchange(fd, -1)));
+            static_cast<void>(closeDescriptor(std::exchange(fd, -1)));
         }
     }
 
 private:
     int32_t fd = -1;
 };
+
+using UniqueFd = UniqueDescriptor<::close>;
+using CanonicalFd = UniqueDescriptor<TARN_CanonicalClose>;
 
 template <auto release> struct Releaser {
     template <class T> void operator()(T *resource) const
@@ -79,5 +83,29 @@ inline uint32_t openStream(const char *path, const char *mode, UniqueStream &out
     }
     return status;
 }
+
+// The pieces of a text; there may be none. They are valid as long as this lives.
+class Pieces {
+public:
+    // False, and no pieces, when the platform cannot split.
+    bool split(const char *text, const char *separators)
+    {
+        char **found = nullptr;
+        uint32_t number = 0;
+        if (SWM_TransString2Array(text, separators, &found, &number) != 0) {
+            return false;
+        }
+        array.reset(found);
+        pieces = number;
+        return true;
+    }
+    uint32_t count() const { return pieces; }
+    char *const *data() const { return array.get(); }
+    char *operator[](uint32_t index) const { return array.get()[index]; }
+
+private:
+    HeapBlock<char *> array;
+    uint32_t pieces = 0;
+};
 
 } // namespace tarn

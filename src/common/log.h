@@ -25,9 +25,13 @@ private:
 
 #define TARN_LOG(level, ...) (static_cast<void>(::tarn::ErrnoKeeper{}), ::SWM_LogWrite(0, level, __VA_ARGS__))
 
-#define BASE_ERROR(text, ...)                                                                                          \
-    TARN_LOG(SWM_LOG_ERROR, "[BOOT][SWM_BASE][ERROR][%s:%d]: " text, __FILE_NAME__,                                    \
+#define TARN_LOG_ERROR(tag, text, ...)                                                                                 \
+    TARN_LOG(SWM_LOG_ERROR, "[BOOT][" tag "][ERROR][%s:%d]: " text, __FILE_NAME__,                                     \
              static_cast<int>(__LINE__) __VA_OPT__(, ) __VA_ARGS__)
+#define BASE_ERROR(text, ...) TARN_LOG_ERROR("SWM_BASE", text __VA_OPT__(, ) __VA_ARGS__)
+// Failures told in the context of the services that call for them.
+#define LOCPKG_ERROR(text, ...) TARN_LOG_ERROR("LOCPKG_INSTALL", text __VA_OPT__(, ) __VA_ARGS__)
+#define DISTREPO_ERROR(text, ...) TARN_LOG_ERROR("DISTREPO_CLIENT", text __VA_OPT__(, ) __VA_ARGS__)
 #define BASE_WARNING(text, ...) TARN_LOG(SWM_LOG_WARNING, "[BOOT][SWM_BASE][WARNING]: " text __VA_OPT__(, ) __VA_ARGS__)
 #define BASE_NOTICE(text, ...) TARN_LOG(SWM_LOG_NOTICE, "[BOOT][SWM_BASE][NOTICE]: " text __VA_OPT__(, ) __VA_ARGS__)
 #define BASE_INFO(text, ...) TARN_LOG(SWM_LOG_INFO, "[BOOT][SWM_BASE][INFO]: " text __VA_OPT__(, ) __VA_ARGS__)

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdlib>
 #include <type_traits>
+#include <utility>
 
 #include <tarn_boot/common.h>
 
@@ -20,9 +21,15 @@ template <class Record> class RecordIterator {
 public:
     explicit RecordIterator(SwmListNode *position) : node(position) {}
     Record &operator*() const { return *reinterpret_cast<Record *>(node); }
+    Record *operator->() const { return reinterpret_cast<Record *>(node); }
     RecordIterator &operator++()
     {
         node = node->next;
+        return *this;
+    }
+    RecordIterator &operator--()
+    {
+        node = node->prev;
         return *this;
     }
     bool operator==(const RecordIterator &other) const = default;
@@ -42,6 +49,9 @@ public:
 
     RecordIterator<Record> begin() const { return RecordIterator<Record>(linked() ? sentinel->next : sentinel); }
     RecordIterator<Record> end() const { return RecordIterator<Record>(sentinel); }
+    bool empty() const { return begin() == end(); }
+    // Of a list that is not empty.
+    Record &back() const { return *--end(); }
 
     // The first record for which `matches` holds, or null.
     template <class Predicate> Record *find(Predicate matches) const
@@ -64,18 +74,31 @@ template <class Record> class RecordList : public ConstRecordList<Record> {
 public:
     explicit RecordList(SwmListHead &listHead) : ConstRecordList<Record>(listHead), head(listHead) {}
 
-    // Hands the record to the list.
-    void append(HeapBlock<Record> record)
+    // Makes it a proper empty list, whatever the head held.
+    void initialise()
     {
-        if (!this->linked()) {
-            sentinel->next = sentinel->prev = sentinel;
+        sentinel->next = sentinel->prev = sentinel;
+        head.count = 0;
+    }
+
+    // These two hand the record to the list.
+    void append(HeapBlock<Record> record) { linkBefore(sentinel, std::move(record)); }
+    void insertBefore(Record &position, HeapBlock<Record> record) { linkBefore(&position.links, std::move(record)); }
+
+    // Moves all of the other list's records, in their order, behind this list's.
+    void takeAll(RecordList other)
+    {
+        if (!other.empty()) {
+            prepare();
+            SwmListNode *first = other.sentinel->next;
+            SwmListNode *last = other.sentinel->prev;
+            first->prev = sentinel->prev;
+            sentinel->prev->next = first;
+            last->next = sentinel;
+            sentinel->prev = last;
+            head.count += other.head.count;
+            other.initialise();
         }
-        SwmListNode *node = &record.release()->links;
-        node->prev = sentinel->prev;
-        node->next = sentinel;
-        sentinel->prev->next = node;
-        sentinel->prev = node;
-        ++head.count;
     }
 
     // Unlinks and frees every record and leaves a proper empty head. Each record goes once, whatever the count says.
@@ -87,11 +110,28 @@ public:
             node->next->prev = node->prev;
             HeapBlock<Record>(reinterpret_cast<Record *>(node)).reset();
         }
-        sentinel->next = sentinel->prev = sentinel;
-        head.count = 0;
+        initialise();
     }
 
 private:
+    void prepare()
+    {
+        if (!this->linked()) {
+            sentinel->next = sentinel->prev = sentinel;
+        }
+    }
+
+    void linkBefore(SwmListNode *position, HeapBlock<Record> record)
+    {
+        prepare();
+        SwmListNode *node = &record.release()->links;
+        node->prev = position->prev;
+        node->next = position;
+        position->prev->next = node;
+        position->prev = node;
+        ++head.count;
+    }
+
     using ConstRecordList<Record>::sentinel;
     SwmListHead &head;
 };
