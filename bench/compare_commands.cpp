@@ -10,6 +10,10 @@
 #include <unistd.h>
 #include <vector>
 
+#include "measure.h"
+
+using tarn::bench::median;
+
 namespace {
 
 struct Run {
@@ -36,12 +40,6 @@ Run timeCommand(const char *command)
         exit(1);
     }
     return {elapsed.count(), usage.ru_maxrss};
-}
-
-double median(std::vector<double> values)
-{
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
 }
 
 } // namespace
