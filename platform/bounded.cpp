@@ -38,6 +38,22 @@ int copyText(char *destination, size_t size, const char *source, size_t length)
     return 0;
 }
 
+// vsnprintf. A copy, which is most of what is printed, is no work for it.
+__attribute__((format(printf, 3, 0))) int printText(char *destination, size_t room, const char *format,
+                                                    va_list arguments)
+{
+    if (strcmp(format, "%s") != 0) {
+        return vsnprintf(destination, room, format, arguments);
+    }
+    const char *text = va_arg(arguments, const char *);
+    text = text != nullptr ? text : "(null)";
+    const size_t length = strnlen(text, kMaxSize);
+    const size_t kept = length < room ? length : room - 1;
+    memmove(destination, text, kept);
+    destination[kept] = '\0';
+    return static_cast<int>(length);
+}
+
 __attribute__((format(printf, 4, 0))) int formatText(char *destination, size_t size, size_t count, const char *format,
                                                      va_list arguments)
 {
@@ -48,7 +64,7 @@ __attribute__((format(printf, 4, 0))) int formatText(char *destination, size_t s
         return emptied(destination, -1);
     }
     const size_t room = count < size ? count + 1 : size;
-    const int length = vsnprintf(destination, room, format, arguments);
+    const int length = printText(destination, room, format, arguments);
     if (length >= 0 && static_cast<size_t>(length) < room) {
         return length;
     }

@@ -1,6 +1,7 @@
 // Character classes by byte value: no locale, and the same where plain char is signed and where it is not.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 
@@ -23,14 +24,22 @@ inline bool isControl(char character)
     return byte < 32 || byte == 127;
 }
 
-// The value of a hexadecimal digit of either case, or -1.
+inline constexpr auto kHexValues = [] {
+    std::array<int8_t, 256> values = {};
+    values.fill(-1);
+    for (uint8_t digit = 0; digit < 10; ++digit) {
+        values['0' + digit] = static_cast<int8_t>(digit);
+    }
+    for (uint8_t letter = 0; letter < 6; ++letter) {
+        values['a' + letter] = values['A' + letter] = static_cast<int8_t>(10 + letter);
+    }
+    return values;
+}();
+
+// The value of a hexadecimal digit of either case, or -1. A table: which digits come next cannot be foreseen.
 inline int hexValue(char character)
 {
-    if (isDigit(character)) {
-        return character - '0';
-    }
-    const auto lower = static_cast<char>(character | 0x20);
-    return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
+    return kHexValues[static_cast<unsigned char>(character)];
 }
 
 // A whole text as a number, decimal or with "0x"; anything else, or more than 32 bits, is none.

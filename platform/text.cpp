@@ -21,10 +21,13 @@ template <typename Predicate> bool allOf(const char *string, Predicate predicate
 // Calls take(start, length) for each piece that is not empty.
 template <typename Take> void forEachPiece(const char *string, const char *delimiters, Take take)
 {
-    for (string += strspn(string, delimiters); *string != '\0'; string += strspn(string, delimiters)) {
+    while (*string != '\0') {
         const size_t length = strcspn(string, delimiters);
-        take(string, length);
+        if (length > 0) {
+            take(string, length);
+        }
         string += length;
+        string += *string != '\0' ? 1 : 0;
     }
 }
 

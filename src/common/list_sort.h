@@ -1,10 +1,13 @@
-// Sorts a list by a text key in n log n, in place. Nodes are large and lie far apart, and looking at one costs more
-// than comparing: so every node carries the telling bytes of its key in its backward link while the sort runs.
+// Sorts a list by a text key in n log n, without memory of its own. Nodes are large and lie far apart: going to one
+// costs more than comparing. So what is sorted is a table of (some bytes of the key, node), and nodes are gone to only
+// where those bytes are equal.
 #pragma once
 
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <span>
+#include <utility>
 
 #include "common/record_list.h"
 
@@ -15,126 +18,162 @@ template <class Family> class LaterFirstSort {
     using Node = typename Family::Node;
 
 public:
-    explicit LaterFirstSort(SwmListHead &listHead)
-        : head(listHead), sentinel(reinterpret_cast<SwmListNode *>(&listHead))
-    {
-    }
+    // One per node. Packed: it is no longer than the shortest line that a record can come from, so that the text of a
+    // file has room for the table of its records.
+    struct __attribute__((packed)) Entry {
+        uint32_t firstBytes;
+        uint16_t nextBytes;
+        SwmListNode *node;
 
-    void run()
+        uint64_t word() const { return static_cast<uint64_t>(firstBytes) << 16 | nextBytes; }
+    };
+
+    explicit LaterFirstSort(SwmListHead &head) : nodes(head), sentinel(reinterpret_cast<SwmListNode *>(&head)) {}
+
+    // `room`, of `size` bytes, is for the table and overwritten. Where it is too small the time is not n log n.
+    void run(void *room, size_t size)
     {
-        if (isSorted()) {
+        size_t common = 0;
+        const size_t count = lookThrough(common);
+        if (isSorted) {
             return;
         }
-        for (Node &node : ConstRecordList<Node>(head)) {
-            node.links.prev = reinterpret_cast<SwmListNode *>(tellingBytes(&node.links));
+        if (count > size / sizeof(Entry)) {
+            insertAnew();
+            return;
         }
-        relink(sortChain());
+        const std::span<Entry> table(static_cast<Entry *>(room), count);
+        fill(table);
+        sortFrom(table, common);
+        relink(table);
     }
 
 private:
-    using Word = uintptr_t;
-    static constexpr size_t kMaxRunBits = 32;
+    static constexpr size_t kWordBytes = 6;
+    static constexpr size_t kAhead = 16; // nodes that are fetched before they are gone to
 
-    const char *key(const SwmListNode *node) const { return Family::key(reinterpret_cast<const Node *>(node)->record); }
-    static Word word(const SwmListNode *node) { return reinterpret_cast<Word>(node->prev); }
-
-    // Ascending without equal keys. Otherwise notes how many bytes all keys have in common.
-    bool isSorted()
+    void insertAnew()
     {
-        bool ascending = true;
+        SwmListHead head = {};
+        RecordList<Node> unsorted(head);
+        unsorted.takeAll(nodes);
+        while (!unsorted.empty()) {
+            HeapBlock<Node> node = unsorted.takeFirst();
+            const char *key = Family::key(node->record);
+            Node *next = nodes.find([key](const Node &old) { return strcmp(key, Family::key(old.record)) <= 0; });
+            if (next != nullptr) {
+                nodes.insertBefore(*next, std::move(node));
+            } else {
+                nodes.append(std::move(node));
+            }
+        }
+    }
+
+    // The number of nodes. Notes whether they are in strictly ascending order, and with how many bytes all keys begin.
+    size_t lookThrough(size_t &common)
+    {
+        size_t count = 0;
         common = SIZE_MAX;
         const char *before = nullptr;
-        for (const Node &node : ConstRecordList<Node>(head)) {
-            const char *text = Family::key(node.record);
+        for (const Node &node : nodes) {
+            const char *key = Family::key(node.record);
             if (before != nullptr) {
                 size_t same = 0;
-                while (before[same] == text[same] && text[same] != '\0') {
+                while (before[same] == key[same] && key[same] != '\0') {
                     ++same;
                 }
                 common = std::min(common, same);
-                ascending =
-                    ascending && static_cast<unsigned char>(before[same]) < static_cast<unsigned char>(text[same]);
+                isSorted = isSorted && static_cast<unsigned char>(before[same]) < static_cast<unsigned char>(key[same]);
             }
-            before = text;
+            before = key;
+            ++count;
         }
-        return ascending;
+        return count;
     }
 
-    // The first bytes behind the common ones, as a number that compares like them.
-    Word tellingBytes(const SwmListNode *node) const
+    // While the table is sorted the backward links hold the nodes' places.
+    void fill(std::span<Entry> table) const
     {
-        const char *text = key(node) + common;
-        Word bytes = 0;
-        for (size_t left = sizeof(Word); left > 0; --left) {
+        SwmListNode *node = sentinel->next;
+        for (size_t place = 0; place < table.size(); ++place) {
+            table[place].node = node;
+            node->prev = reinterpret_cast<SwmListNode *>(place);
+            node = node->next;
+        }
+    }
+
+    static const char *keyOf(const SwmListNode *node)
+    {
+        return Family::key(reinterpret_cast<const Node *>(node)->record);
+    }
+
+    static void fetchAhead(std::span<const Entry> table, size_t index)
+    {
+        if (index + kAhead < table.size()) {
+            __builtin_prefetch(keyOf(table[index + kAhead].node));
+        }
+    }
+
+    // The bytes from `text` on, as numbers that compare like them; 0 behind its end.
+    static void takeWord(Entry &entry, const char *text)
+    {
+        uint64_t bytes = 0;
+        for (size_t left = kWordBytes; left > 0; --left) {
             bytes = bytes << 8 | static_cast<unsigned char>(*text);
             text += *text != '\0' ? 1 : 0;
         }
-        return bytes;
+        entry.firstBytes = static_cast<uint32_t>(bytes >> 16);
+        entry.nextBytes = static_cast<uint16_t>(bytes);
     }
 
-    bool isBefore(const SwmListNode *earlier, const SwmListNode *later) const
+    // By the keys from `offset` on, which all go on so far.
+    static void sortFrom(std::span<Entry> table, size_t offset) // NOLINT(misc-no-recursion): as deep as keys are long
     {
-        const Word a = word(earlier);
-        const Word b = word(later);
-        if (a != b) {
-            return a < b;
+        for (size_t index = 0; index < table.size(); ++index) {
+            fetchAhead(table, index);
+            takeWord(table[index], keyOf(table[index].node) + offset);
         }
-        // A last byte of 0: the whole key has been seen.
-        return (a & 0xFF) != 0 && strcmp(key(earlier) + common, key(later) + common) < 0;
-    }
-
-    // Chains end in null. `earlier` stood before `later` in the list.
-    SwmListNode *merge(SwmListNode *earlier, SwmListNode *later) const
-    {
-        SwmListNode *first = nullptr;
-        SwmListNode **tail = &first;
-        while (earlier != nullptr && later != nullptr) {
-            SwmListNode *&taken = isBefore(earlier, later) ? earlier : later;
-            *tail = taken;
-            tail = &taken->next;
-            taken = taken->next;
-        }
-        *tail = earlier != nullptr ? earlier : later;
-        return first;
-    }
-
-    // Bottom-up: runs[n] is empty or a sorted chain of 2^n nodes, and stood before all of lower number.
-    SwmListNode *sortChain() const
-    {
-        SwmListNode *runs[kMaxRunBits] = {};
-        for (SwmListNode *node = sentinel->next; node != sentinel;) {
-            SwmListNode *run = node;
-            node = node->next;
-            run->next = nullptr;
-            size_t bits = 0;
-            for (; runs[bits] != nullptr; ++bits) {
-                run = merge(runs[bits], run);
-                runs[bits] = nullptr;
+        std::sort(table.begin(), table.end(), [](const Entry &a, const Entry &b) { return a.word() < b.word(); });
+        while (!table.empty()) {
+            const uint64_t word = table.front().word();
+            size_t equal = 1;
+            while (equal < table.size() && table[equal].word() == word) {
+                ++equal;
             }
-            runs[bits] = run;
+            sortEqual(table.first(equal), offset + kWordBytes, (word & 0xFF) == 0);
+            table = table.subspan(equal);
         }
-        SwmListNode *all = nullptr;
-        for (SwmListNode *run : runs) {
-            all = merge(run, all);
-        }
-        return all;
     }
 
-    void relink(SwmListNode *chain) const
+    static void sortEqual(std::span<Entry> table, size_t offset, bool isEndOfKey) // NOLINT(misc-no-recursion)
+    {
+        if (table.size() == 1) {
+            return;
+        }
+        if (!isEndOfKey) {
+            sortFrom(table, offset);
+            return;
+        }
+        std::sort(table.begin(), table.end(), [](const Entry &a, const Entry &b) {
+            return reinterpret_cast<uintptr_t>(a.node->prev) > reinterpret_cast<uintptr_t>(b.node->prev);
+        });
+    }
+
+    void relink(std::span<const Entry> table) const
     {
         SwmListNode *before = sentinel;
-        for (SwmListNode *node = chain; node != nullptr; node = node->next) {
-            before->next = node;
-            node->prev = before;
-            before = node;
+        for (const Entry &entry : table) {
+            before->next = entry.node;
+            entry.node->prev = before;
+            before = entry.node;
         }
         before->next = sentinel;
         sentinel->prev = before;
     }
 
-    SwmListHead &head;
+    RecordList<Node> nodes;
     SwmListNode *sentinel;
-    size_t common = 0;
+    bool isSorted = true;
 };
 
 } // namespace tarn

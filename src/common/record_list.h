@@ -101,14 +101,21 @@ public:
         }
     }
 
-    // Unlinks and frees every record and leaves a proper empty head. Each record goes once, whatever the count says.
+    // Unlinks the first record of a list that is not empty.
+    HeapBlock<Record> takeFirst()
+    {
+        SwmListNode *node = sentinel->next;
+        node->prev->next = node->next;
+        node->next->prev = node->prev;
+        head.count -= head.count > 0 ? 1 : 0;
+        return HeapBlock<Record>(reinterpret_cast<Record *>(node));
+    }
+
+    // Frees every record and leaves a proper empty head. Each record goes once, whatever the count says.
     void release()
     {
-        while (this->linked() && sentinel->next != sentinel) {
-            SwmListNode *node = sentinel->next;
-            node->prev->next = node->next;
-            node->next->prev = node->prev;
-            HeapBlock<Record>(reinterpret_cast<Record *>(node)).reset();
+        while (!this->empty()) {
+            takeFirst().reset();
         }
         initialise();
     }

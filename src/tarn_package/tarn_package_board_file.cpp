@@ -1,5 +1,6 @@
 // File lists: their line format (docs/formats.md), loading them sorted, creating the directories they name, comparing
 // an installed list with a new one, and the lists of a board and of its images.
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -15,6 +16,7 @@
 
 #include "common/bounded_text.h"
 #include "common/handles.h"
+#include "common/heap_reserve.h"
 #include "common/list_sort.h"
 #include "common/log.h"
 #include "common/record_list.h"
@@ -113,6 +115,7 @@ uint32_t SwmLoadFileContent(const char *path, char **contentOut, uint64_t *lengt
     if (!content) {
         return BASE_FAIL("SwmLoadFileContent malloc failed, errno=%d.", errno);
     }
+    preferHugePages(content.get(), length + 1);
     const int32_t got = TARN_ReadFile(file.get(), content.get(), static_cast<uint32_t>(length), 0);
     file.reset();
     if (static_cast<uint32_t>(got) != static_cast<uint32_t>(length)) {
@@ -130,6 +133,7 @@ namespace {
 uint32_t loadLines(char *content, uint64_t length, SwmListHead &list, SwmFilelistCompare compare)
 {
     uint32_t lines = 0;
+    HeapReserve reserve(static_cast<size_t>(std::count(content, content + length, '\n')), sizeof(FilelistTxtNode));
     for (uint32_t start = 0; start < length;) {
         char *line = content + start;
         char *end = strchrnul(line, '\n');
@@ -144,6 +148,7 @@ uint32_t loadLines(char *content, uint64_t length, SwmListHead &list, SwmFilelis
         if ((++lines & 0xFF) == 0) {
             static_cast<void>(sched_yield());
         }
+        reserve.next();
         if (SwmLoadFileLineToList(line, &list, compare) != SWM_OK) {
             return BASE_FAIL("SwmLoadFileToList parse line failed.");
         }
@@ -169,7 +174,7 @@ uint32_t SwmLoadFileToList(const char *path, SwmListHead *list, SwmFilelistCompa
     }
     // Appending and sorting once gives the list that inserting every line in its place would give.
     const uint32_t status = loadLines(text, length, *list, nullptr);
-    LaterFirstSort<FileFamily>(*list).run();
+    LaterFirstSort<FileFamily>(*list).run(text, length);
     return status;
 }
 
@@ -346,25 +351,29 @@ uint32_t SWM_UpdateFileListRecodeByType(FilelistTxtRecord *record, const char *t
 
 namespace {
 
-// create(path, record) is 0 when the directory is there; warn(record) tells of a path that was cut.
-template <class Create, class Warn>
-uint32_t createListedDirs(const SwmListHead &list, const char *function, Create create, Warn warn)
+uint32_t createListedDirs(const SwmListHead &list, bool custom, const char *function)
 {
     for (const FilelistTxtNode &node : ConstFileList(list)) {
-        const FilelistTxtRecord &record = node.record;
-        if (record.isDir == 0) {
+        const FilelistTxtRecord &dir = node.record;
+        if (dir.isDir == 0) {
             continue;
         }
         char path[kPathSize];
-        if (snprintf_s(path, sizeof(path), sizeof(path) - 1, "%s/%s", record.installDir, record.fileName) < 0) {
-            warn(record);
+        const int length = snprintf_s(path, sizeof(path), sizeof(path) - 1, "%s/%s", dir.installDir, dir.fileName);
+        if (!custom) {
+            warnIfCut(length, function);
+        } else if (length < 0) {
+            COMMON_WARNING("snprintf failed. strings :%s and %s.", dir.installDir, dir.fileName);
         }
-        if (record.col11Num != 0) {
+        if (dir.col11Num != 0) {
             continue;
         }
         SWM_Trans2AbsolutePath(path);
         SWM_PkgSpecialDirHandler(path);
-        if (create(path, record) != 0) {
+        const uint32_t status = custom
+                                    ? SWM_CreateDirWithCustomPermission(path, dir.mode, dir.owner, dir.group)
+                                    : SWM_CreateDirWithPermission(path, kDirectoryKind, dir.mode, dir.owner, dir.group);
+        if (status != 0) {
             return BASE_FAIL("%s:mkdir %s failed", function, path);
         }
     }
@@ -375,31 +384,12 @@ uint32_t createListedDirs(const SwmListHead &list, const char *function, Create 
 
 uint32_t SWM_CreateAllDir(const SwmListHead *list) noexcept
 {
-    if (list == nullptr) {
-        return BASE_FAIL("SWM_CreateAllDir: get null param.");
-    }
-    const char *function = __func__;
-    return createListedDirs(
-        *list, function,
-        [](const char *path, const FilelistTxtRecord &record) {
-            return SWM_CreateDirWithPermission(path, kDirectoryKind, record.mode, record.owner, record.group);
-        },
-        [function](const FilelistTxtRecord &) { warnIfCut(-1, function); });
+    return list != nullptr ? createListedDirs(*list, false, __func__) : BASE_FAIL("SWM_CreateAllDir: get null param.");
 }
 
 uint32_t SWM_CreateAllDirEx(const SwmListHead *list) noexcept
 {
-    if (list == nullptr) {
-        return BASE_FAIL("SWM_CreateAllDirEx: get null param.");
-    }
-    return createListedDirs(
-        *list, __func__,
-        [](const char *path, const FilelistTxtRecord &record) {
-            return SWM_CreateDirWithCustomPermission(path, record.mode, record.owner, record.group);
-        },
-        [](const FilelistTxtRecord &record) {
-            COMMON_WARNING("snprintf failed. strings :%s and %s.", record.installDir, record.fileName);
-        });
+    return list != nullptr ? createListedDirs(*list, true, __func__) : BASE_FAIL("SWM_CreateAllDirEx: get null param.");
 }
 
 // ---- File lists: loading ----

@@ -1,0 +1,65 @@
+// Where the memory of a long list comes from. A record is a block of its own, so that it can be freed on its own; but
+// 200,000 of them lie on 64,000 pages, and having the kernel hand out and clear those one by one takes longer than
+// reading the list. A hint only: nothing fails, and nothing is kept, when the allocator or the kernel does not take it.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <sys/mman.h>
+
+#include "common/handles.h"
+
+namespace tarn {
+
+constexpr size_t kHugePage = size_t{2} << 20;
+
+inline void preferHugePages(void *block, size_t size)
+{
+    const auto start = reinterpret_cast<uintptr_t>(block);
+    const uintptr_t first = (start + kHugePage - 1) / kHugePage * kHugePage;
+    const uintptr_t end = (start + size) / kHugePage * kHugePage;
+    if (first < end) {
+        const ErrnoKeeper keeper;
+        static_cast<void>(madvise(reinterpret_cast<void *>(first), end - first, MADV_HUGEPAGE));
+    }
+}
+
+// Call next() before each of `count` blocks of `size` bytes is taken.
+class HeapReserve {
+public:
+    HeapReserve(size_t count, size_t size) : perBlock(size + kOverhead), left(count * perBlock) {}
+
+    void next()
+    {
+        if (ready < perBlock && left >= kWorthwhile) {
+            ready = std::min(left, kStep);
+            extendHeap(ready);
+        }
+        ready -= std::min(ready, perBlock);
+        left -= std::min(left, perBlock);
+    }
+
+private:
+    static constexpr size_t kOverhead = 16;
+    static constexpr size_t kWorthwhile = 2 * kHugePage;
+    static constexpr size_t kStep = 8 * kHugePage; // what is set free at once stays below what malloc gives back
+
+    // glibc maps a large block on its own until one of its size has been freed; from then on such a block, and what is
+    // carved from it when it has been freed again, is part of the heap.
+    static void extendHeap(size_t size)
+    {
+        const ErrnoKeeper keeper;
+        allocate<char>(size).reset();
+        const HeapBlock<char> block = allocate<char>(size);
+        if (block) {
+            preferHugePages(block.get(), size);
+        }
+    }
+
+    size_t perBlock;
+    size_t left;
+    size_t ready = 0;
+};
+
+} // namespace tarn
