@@ -12,6 +12,7 @@
 #include <tarn_basic/path.h>
 #include <tarn_boot/records.h>
 
+#include "borrowed_list.h"
 #include "list_update_reference.h"
 
 using namespace tarn::fuzz;
@@ -147,27 +148,6 @@ std::vector<Record> recordsFrom(const uint8_t *data, size_t count, Make make, co
     }
     return records;
 }
-
-// A list over nodes of its own; nothing to release.
-template <class Node> struct BorrowedList {
-    std::vector<Node> nodes;
-    SwmListHead head = {};
-
-    explicit BorrowedList(const std::vector<decltype(Node::record)> &records)
-    {
-        for (const auto &record : records) {
-            nodes.push_back({{}, record});
-        }
-        makeEmpty(head);
-        for (Node &node : nodes) {
-            node.links = {reinterpret_cast<SwmListNode *>(&head), head.prev};
-            head.prev->next = &node.links;
-            head.prev = &node.links;
-            ++head.count;
-        }
-    }
-    BorrowedList(const BorrowedList &) = delete;
-};
 
 template <class Record> bool sameBytes(const Record &a, const Record &b)
 {
