@@ -22,5 +22,6 @@
 #include <tarn_boot/container.h>
 #include <tarn_boot/descriptor.h>
 #include <tarn_boot/records.h>
+#include <tarn_boot/verification.h>
 
 #endif
