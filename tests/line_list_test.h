@@ -65,6 +65,15 @@ __attribute__((format(printf, 3, 4))) inline LogLine errorOf(const char *file, c
             head + "[" + file + ":" + std::to_string(kAnyNumber) + "]: " + text};
 }
 
+// Its format has the function's name in the literal.
+inline LogLine nullParamOf(const char *file, const std::string &function)
+{
+    const std::string text = function + ": get null param.";
+    LogLine line = errorOf(file, "SWM_BASE", "%s", text.c_str());
+    line.format.replace(line.format.size() - 2, 2, text);
+    return line;
+}
+
 // A record behind a caller's array, to see whether anything is written there.
 template <class Record> Record untouchedRecord()
 {

@@ -13,7 +13,8 @@ namespace {
 using Names = std::vector<std::string>;
 using Lines = std::vector<LogLine>;
 
-#define IMAGE_ERROR(...) errorOf("tarn_package_image_file.cpp", "SWM_BASE", __VA_ARGS__)
+constexpr const char *kFile = "tarn_package_image_file.cpp";
+#define IMAGE_ERROR(...) errorOf(kFile, "SWM_BASE", __VA_ARGS__)
 
 LogLine notOpened(const fs::path &path, int error)
 {
@@ -28,15 +29,6 @@ LogLine notConverted(const std::string &line)
 LogLine notRead(const fs::path &path)
 {
     return IMAGE_ERROR("Get all image name record from file[%s] unsuccessfully", path.c_str());
-}
-
-LogLine nullParam(const char *function)
-{
-    // The format is the whole literal.
-    const std::string text = std::string(function) + ": get null param.";
-    LogLine line = IMAGE_ERROR("%s", text.c_str());
-    line.format.replace(line.format.size() - 2, 2, text);
-    return line;
 }
 
 LogLine tooSmall(uint32_t number)
@@ -559,7 +551,7 @@ TEST_F(ImageListTest, NullArguments)
     for (const Row &row : rows) {
         SCOPED_TRACE(row.function);
         EXPECT_EQ(row.run(), SWM_FAIL);
-        EXPECT_TRUE(logged({nullParam(row.function)}));
+        EXPECT_TRUE(logged({nullParamOf(kFile, row.function)}));
         EXPECT_EQ(count, 17u);
         EXPECT_EQ(head.count, 17u);
         EXPECT_EQ(head.next, nullptr);
@@ -595,7 +587,7 @@ TEST_F(ImageListTest, NullArgumentsOfWhatHasNoResult)
     for (const Row &row : rows) {
         SCOPED_TRACE(row.function);
         row.run();
-        EXPECT_TRUE(logged({nullParam(row.function)}));
+        EXPECT_TRUE(logged({nullParamOf(kFile, row.function)}));
         EXPECT_STREQ(out, "?");
     }
     EXPECT_TRUE(isEmptyList(*&list));
