@@ -66,6 +66,7 @@ void putNames(Json &json, const std::string &key, const std::vector<std::string>
 
 // The groups, one file each.
 void addKeysGroup(CLI::App &app, Globals &globals);
+void addListGroup(CLI::App &app, Globals &globals);
 void addPackageGroup(CLI::App &app, Globals &globals);
 
 } // namespace tarn::tool

@@ -116,6 +116,7 @@ int runTool(int argc, char **argv)
     app.footer(kExitStatusHelp);
     addGlobalOptions(app, globals);
     addPackageGroup(app, globals);
+    addListGroup(app, globals);
     addKeysGroup(app, globals);
     std::vector<std::string> words = splitWords(argc, argv, globals);
     return reporting(globals, [&] {

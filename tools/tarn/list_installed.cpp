@@ -1,0 +1,91 @@
+// Installed paths and the files there.
+#include "list_installed.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <sys/stat.h>
+#include <vector>
+
+#include <tarn_boot/descriptor.h>
+
+#include "packaging/digest.h"
+#include "packaging/output_file.h"
+#include "text.h"
+
+namespace tarn::tool {
+
+namespace {
+
+constexpr size_t kRoomForDirectory = sizeof(FilelistTxtRecord::installDir) - 1;
+constexpr size_t kReadAtOnce = 256u << 10;
+
+} // namespace
+
+void moveBelow(const std::string &root, LoadedList &list)
+{
+    if (root.empty()) {
+        return;
+    }
+    if (stateOf(root) != FileState::Directory) {
+        failWith("--root " + escaped(root) + ": no directory that can be looked into", "name an existing directory");
+    }
+    std::string prefix = root;
+    while (prefix.size() > 1 && prefix.back() == '/') {
+        prefix.pop_back();
+    }
+    for (const SwmListNode *node : list.nodes()) {
+        const size_t needed = prefix.size() + 1 + strlen(fileRecord(*node).installDir);
+        if (needed > kRoomForDirectory) {
+            failWith(escaped(list.path) + ": the directory of " + inQuotes(fileRecord(*node).poolName) + " below " +
+                         escaped(prefix) + format(" has %zu bytes, a record holds %zu", needed, kRoomForDirectory),
+                     "use a shorter --root");
+        }
+    }
+    SWM_PAT_OPER_Install_FilePathAdapt(prefix.c_str(), &list.head);
+}
+
+std::string installedPath(const FilelistTxtRecord &record)
+{
+    std::string path = std::string(record.installDir) + "/" + record.fileName;
+    const auto isDoubled = [](char a, char b) { return a == '/' && b == '/'; };
+    path.erase(std::unique(path.begin(), path.end(), isDoubled), path.end());
+    return path;
+}
+
+FileState stateOf(const std::string &path)
+{
+    struct stat status = {};
+    if (stat(path.c_str(), &status) != 0) {
+        return errno == EACCES ? FileState::Unreadable : FileState::Missing;
+    }
+    return S_ISREG(status.st_mode)   ? FileState::Regular
+           : S_ISDIR(status.st_mode) ? FileState::Directory
+                                     : FileState::Special;
+}
+
+uint64_t installedBytes(const LoadedList &list)
+{
+    uint64_t total = 0;
+    for (const SwmListNode *node : list.nodes()) {
+        struct stat status = {};
+        const bool isFile = stat(installedPath(fileRecord(*node)).c_str(), &status) == 0 && S_ISREG(status.st_mode);
+        total += isFile ? static_cast<uint64_t>(status.st_size) : 0;
+    }
+    return total;
+}
+
+std::string fileDigest(const std::string &path)
+{
+    const packaging::Descriptor file = packaging::openSource(path);
+    packaging::Sha256 digest;
+    std::vector<char> buffer(kReadAtOnce);
+    size_t got = 0;
+    do {
+        got = packaging::readFully(file, buffer.data(), buffer.size(), path);
+        digest.update(buffer.data(), got);
+    } while (got == buffer.size());
+    return digest.text();
+}
+
+} // namespace tarn::tool
