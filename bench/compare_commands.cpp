@@ -1,5 +1,6 @@
 // compare_commands RUNS COMMAND BASELINE: runs two shell commands in turn, A B A B ..., and prints the median wall time
-// and peak memory of each and the median of the pairwise ratios. Both get one run that is not counted.
+// and peak memory of each and the median of the pairwise ratios, of the wall and of the processor time. Both get one
+// run that is not counted.
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -18,8 +19,14 @@ namespace {
 
 struct Run {
     double milliseconds;
+    double processorMilliseconds;
     long peakKib; // of the largest process
 };
+
+double toMilliseconds(const struct timeval &time)
+{
+    return static_cast<double>(time.tv_sec) * 1e3 + static_cast<double>(time.tv_usec) / 1e3;
+}
 
 Run timeCommand(const char *command)
 {
@@ -39,7 +46,7 @@ Run timeCommand(const char *command)
         fprintf(stderr, "failed: %s\n", command);
         exit(1);
     }
-    return {elapsed.count(), usage.ru_maxrss};
+    return {elapsed.count(), toMilliseconds(usage.ru_utime) + toMilliseconds(usage.ru_stime), usage.ru_maxrss};
 }
 
 } // namespace
@@ -52,6 +59,7 @@ int main(int argc, char **argv)
     }
     std::vector<double> times[2];
     std::vector<double> ratios;
+    std::vector<double> processorRatios;
     long peak[2] = {0, 0};
     const long runs = strtol(argv[1], nullptr, 10);
     for (long run = 0; run <= runs; ++run) {
@@ -64,9 +72,10 @@ int main(int argc, char **argv)
             peak[side] = std::max(peak[side], pair[side].peakKib);
         }
         ratios.push_back(pair[0].milliseconds / pair[1].milliseconds);
+        processorRatios.push_back(pair[0].processorMilliseconds / pair[1].processorMilliseconds);
     }
-    printf("  %9.2f ms %7.1f MiB   against %9.2f ms %7.1f MiB   ratio %.3f (of %ld pairs)\n", median(times[0]),
-           static_cast<double>(peak[0]) / 1024, median(times[1]), static_cast<double>(peak[1]) / 1024, median(ratios),
-           runs);
+    printf("  %9.2f ms %7.1f MiB   against %9.2f ms %7.1f MiB   ratio %.3f, processor time %.3f (of %ld pairs)\n",
+           median(times[0]), static_cast<double>(peak[0]) / 1024, median(times[1]), static_cast<double>(peak[1]) / 1024,
+           median(ratios), median(processorRatios), runs);
     return 0;
 }
