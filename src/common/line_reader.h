@@ -10,17 +10,27 @@ namespace tarn {
 
 enum class ReadEnd { EndOfFile, Refused, ReadError };
 
-// Hands each piece of at most kSize - 1 bytes to `take`, which returns a status, until one is refused; blank pieces are
-// skipped. A longer line comes in several pieces, one with a NUL ends there. errno is the failed read's.
-template <size_t kSize, class Take> ReadEnd readLines(FILE *stream, Take take)
+// Reads pieces of at most size - 1 bytes into `line` and hands those that skip(line) does not hold for to take(line),
+// which returns a status, until one is refused. A longer line comes in several pieces, one with a NUL ends there. errno
+// is the failed read's.
+template <class Skip, class Take> ReadEnd readLines(FILE *stream, char *line, size_t size, Skip skip, Take take)
 {
-    char line[kSize];
-    while (fgets(line, static_cast<int>(kSize), stream) != nullptr) {
-        if (SWM_IsSpaceString(line) == 0 && take(line) != SWM_OK) {
+    while (fgets(line, static_cast<int>(size), stream) != nullptr) {
+        if (!skip(line) && take(line) != SWM_OK) {
             return ReadEnd::Refused;
         }
     }
     return ferror(stream) != 0 ? ReadEnd::ReadError : ReadEnd::EndOfFile;
+}
+
+// The lines of record lists: blank ones are skipped.
+constexpr size_t kRecordLineSize = 512;
+
+template <class Take> ReadEnd readRecordLines(FILE *stream, Take take)
+{
+    char line[kRecordLineSize];
+    return readLines(
+        stream, line, sizeof(line), [](const char *text) { return SWM_IsSpaceString(text) != 0; }, take);
 }
 
 } // namespace tarn

@@ -8,23 +8,16 @@
 
 #include <cstring>
 
-#include "common/bounded_text.h"
+#include "common/record_copy.h"
 #include "common/record_list.h"
 
 namespace tarn {
 
 template <class Family> using RecordOf = decltype(Family::Node::record);
 
-template <class Family> uint32_t appendCopy(SwmListHead &list, const RecordOf<Family> &record)
+template <class Family> uint32_t addCopy(SwmListHead &list, const RecordOf<Family> &record)
 {
-    HeapBlock<typename Family::Node> node = allocate<typename Family::Node>();
-    if (!node) {
-        return SWM_FAIL;
-    }
-    clearBytes(node.get(), sizeof(typename Family::Node), Family::kAdder);
-    copyBlock(node->record, record, Family::kAdder);
-    RecordList<typename Family::Node>(list).append(std::move(node));
-    return SWM_OK;
+    return appendCopy(list, &Family::Node::record, record, Family::kAdder);
 }
 
 template <class Family> bool hasRecord(const SwmListHead &list, const RecordOf<Family> &record)
@@ -35,7 +28,7 @@ template <class Family> bool hasRecord(const SwmListHead &list, const RecordOf<F
 
 template <class Family> uint32_t addUnlessPresent(SwmListHead &list, const RecordOf<Family> &record)
 {
-    return hasRecord<Family>(list, record) ? SWM_OK : appendCopy<Family>(list, record);
+    return hasRecord<Family>(list, record) ? SWM_OK : addCopy<Family>(list, record);
 }
 
 // Adds to one list. While that is in ascending order a record's equals can only be among the last ones of its key, and
@@ -55,7 +48,7 @@ public:
         if (present) {
             return SWM_OK;
         }
-        const uint32_t status = appendCopy<Family>(list, record);
+        const uint32_t status = addCopy<Family>(list, record);
         if (status == SWM_OK && order > 0) {
             ascending = false;
         }

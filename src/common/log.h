@@ -31,10 +31,12 @@ private:
 #define BASE_ERROR(text, ...) TARN_LOG_ERROR("SWM_BASE", text __VA_OPT__(, ) __VA_ARGS__)
 // Failures told in the context of the services that call for them.
 #define LOCPKG_ERROR(text, ...) TARN_LOG_ERROR("LOCPKG_INSTALL", text __VA_OPT__(, ) __VA_ARGS__)
+#define SYSPKG_ERROR(text, ...) TARN_LOG_ERROR("SYSPKG_INSTALL", text __VA_OPT__(, ) __VA_ARGS__)
 #define DISTREPO_ERROR(text, ...) TARN_LOG_ERROR("DISTREPO_CLIENT", text __VA_OPT__(, ) __VA_ARGS__)
 #define BASE_WARNING(text, ...) TARN_LOG(SWM_LOG_WARNING, "[BOOT][SWM_BASE][WARNING]: " text __VA_OPT__(, ) __VA_ARGS__)
 #define BASE_NOTICE(text, ...) TARN_LOG(SWM_LOG_NOTICE, "[BOOT][SWM_BASE][NOTICE]: " text __VA_OPT__(, ) __VA_ARGS__)
 #define BASE_INFO(text, ...) TARN_LOG(SWM_LOG_INFO, "[BOOT][SWM_BASE][INFO]: " text __VA_OPT__(, ) __VA_ARGS__)
+#define COMMON_ERROR(text, ...) TARN_LOG_ERROR("SWM_COMMON", text __VA_OPT__(, ) __VA_ARGS__)
 #define COMMON_WARNING(text, ...)                                                                                      \
     TARN_LOG(SWM_LOG_WARNING, "[BOOT][SWM_COMMON][WARNING]: " text __VA_OPT__(, ) __VA_ARGS__)
 

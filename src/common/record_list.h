@@ -1,5 +1,6 @@
-// The library's one list: a view of a caller's SwmListHead whose records are heap blocks that begin with their links.
-// All links, the head's too, are reached as SwmListNode, so that no two struct types name the same bytes in one unit.
+// The library's one list: a view of a caller's head whose records are heap blocks that begin with their links. The head
+// is a SwmListHead, or a SwmListNode where nothing is counted. All links, the head's too, are reached as SwmListNode,
+// so that no two struct types name the same bytes in one unit.
 #pragma once
 
 #include <cstddef>
@@ -46,6 +47,7 @@ public:
         : sentinel(reinterpret_cast<SwmListNode *>(const_cast<SwmListHead *>(&listHead)))
     {
     }
+    explicit ConstRecordList(const SwmListNode &listHead) : sentinel(const_cast<SwmListNode *>(&listHead)) {}
 
     RecordIterator<Record> begin() const { return RecordIterator<Record>(linked() ? sentinel->next : sentinel); }
     RecordIterator<Record> end() const { return RecordIterator<Record>(sentinel); }
@@ -72,13 +74,14 @@ protected:
 
 template <class Record> class RecordList : public ConstRecordList<Record> {
 public:
-    explicit RecordList(SwmListHead &listHead) : ConstRecordList<Record>(listHead), head(listHead) {}
+    explicit RecordList(SwmListHead &listHead) : ConstRecordList<Record>(listHead), count(&listHead.count) {}
+    explicit RecordList(SwmListNode &listHead) : ConstRecordList<Record>(listHead) {}
 
     // Makes it a proper empty list, whatever the head held.
     void initialise()
     {
         sentinel->next = sentinel->prev = sentinel;
-        head.count = 0;
+        setCount(0);
     }
 
     // These two hand the record to the list.
@@ -96,7 +99,7 @@ public:
             sentinel->prev->next = first;
             last->next = sentinel;
             sentinel->prev = last;
-            head.count += other.head.count;
+            setCount(oldCount() + other.oldCount());
             other.initialise();
         }
     }
@@ -107,7 +110,7 @@ public:
         SwmListNode *node = sentinel->next;
         node->prev->next = node->next;
         node->next->prev = node->prev;
-        head.count -= head.count > 0 ? 1 : 0;
+        setCount(oldCount() - (oldCount() > 0 ? 1 : 0));
         return HeapBlock<Record>(reinterpret_cast<Record *>(node));
     }
 
@@ -136,11 +139,19 @@ private:
         node->next = position;
         position->prev->next = node;
         position->prev = node;
-        ++head.count;
+        setCount(oldCount() + 1);
     }
 
     using ConstRecordList<Record>::sentinel;
-    SwmListHead &head;
+    void setCount(uint32_t number) const
+    {
+        if (count != nullptr) {
+            *count = number;
+        }
+    }
+    uint32_t oldCount() const { return count != nullptr ? *count : 0; }
+
+    uint32_t *count = nullptr; // null: nothing is counted
 };
 
 } // namespace tarn

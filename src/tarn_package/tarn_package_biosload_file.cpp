@@ -6,10 +6,10 @@
 #include <tarn_boot/records.h>
 
 #include "common/bounded_text.h"
-#include "common/count_query.h"
 #include "common/handles.h"
 #include "common/line_reader.h"
 #include "common/log.h"
+#include "common/record_copy.h"
 #include "common/record_list.h"
 
 using namespace tarn;
@@ -18,7 +18,6 @@ namespace {
 
 using BiosList = RecordList<BiosloadNode>;
 
-constexpr size_t kLineSize = 512;
 constexpr uint32_t kShortLine = 6;
 constexpr uint32_t kLongLine = 7;
 
@@ -50,7 +49,7 @@ uint32_t addLine(char *line, SwmListHead &list, const char *function)
         return BASE_FAIL("Trans bioaload file line[%s] to record unsuccessfully", line);
     }
     BiosList(list).append(std::move(node));
-    clearBytes(line, kLineSize, function);
+    clearBytes(line, kRecordLineSize, function);
     return SWM_OK;
 }
 
@@ -85,7 +84,7 @@ uint32_t SWM_GetAllBiosloadFileRecordInner(const char *path, SwmListHead *list) 
         return BASE_FAIL("Fopen file[%s] unsuccessfully, errno = %d", path, errno);
     }
     const char *function = __func__;
-    const ReadEnd end = readLines<kLineSize>(stream.get(), [=](char *line) { return addLine(line, *list, function); });
+    const ReadEnd end = readRecordLines(stream.get(), [=](char *line) { return addLine(line, *list, function); });
     if (end == ReadEnd::ReadError) {
         BASE_ERROR("Get line from file unsuccessfully, errno = %d", errno);
     }

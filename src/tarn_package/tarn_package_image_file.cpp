@@ -8,10 +8,10 @@
 #include <tarn_boot/records.h>
 
 #include "common/bounded_text.h"
-#include "common/count_query.h"
 #include "common/handles.h"
 #include "common/line_reader.h"
 #include "common/log.h"
+#include "common/record_copy.h"
 #include "common/record_list.h"
 #include "tarn_package/board_identity.h"
 
@@ -23,7 +23,6 @@ using ImageList = RecordList<ImageNameNode>;
 
 constexpr size_t kPathSize = 384;
 constexpr size_t kDirSize = 256;
-constexpr size_t kLineSize = 512;
 
 bool hasName(const SwmListHead &list, const ImageNameNode &node)
 {
@@ -124,7 +123,7 @@ uint32_t SWM_GetAllImageName(const char *path, SwmListHead *list) noexcept
     if (openStream(path, "r", stream) != 0) {
         return BASE_FAIL("Fopen file[%s] unsuccessfully, errno = %d", path, errno);
     }
-    if (readLines<kLineSize>(stream.get(), [list](char *line) { return addLine(line, *list); }) != ReadEnd::EndOfFile) {
+    if (readRecordLines(stream.get(), [list](char *line) { return addLine(line, *list); }) != ReadEnd::EndOfFile) {
         names.release();
         return SWM_FAIL;
     }

@@ -9,11 +9,11 @@
 #include <tarn_boot/records.h>
 
 #include "common/bounded_text.h"
-#include "common/count_query.h"
 #include "common/handles.h"
 #include "common/line_reader.h"
 #include "common/list_update.h"
 #include "common/log.h"
+#include "common/record_copy.h"
 #include "common/record_list.h"
 #include "tarn_package/board_identity.h"
 
@@ -25,7 +25,6 @@ using LinkList = RecordList<LinklistNode>;
 
 constexpr size_t kPathSize = 384;
 constexpr size_t kDirSize = 256;
-constexpr size_t kLineSize = 512;
 constexpr uint32_t kColumns = 2;
 
 struct LinkFamily {
@@ -119,7 +118,7 @@ uint32_t SWM_GetAllRecordFromLinklist(const char *path, SwmListHead *list) noexc
         clearBytes(record.get(), sizeof(LinklistRecord), function);
         return SWM_Trans2LinklistRecord(line, record.get()) != SWM_OK ? SWM_FAIL : appender.add(*record);
     };
-    if (readLines<kLineSize>(stream.get(), addLine) != ReadEnd::EndOfFile) {
+    if (readRecordLines(stream.get(), addLine) != ReadEnd::EndOfFile) {
         links.release();
         return SWM_FAIL;
     }

@@ -1,10 +1,25 @@
-// How records of a list come into a caller's array.
+// Copies of records: into a list as a node of its own, and from a list into a caller's array.
 #pragma once
 
 #include "common/bounded_text.h"
 #include "common/record_list.h"
 
 namespace tarn {
+
+// Appends a new node whose `part` is a copy of the record. Silent when there is no memory; a clear or copy that fails
+// is warned about in the name of `function`, and the node is linked all the same.
+template <class Node, class Record>
+uint32_t appendCopy(SwmListHead &list, Record Node::*part, const Record &record, const char *function)
+{
+    HeapBlock<Node> node = allocate<Node>();
+    if (!node) {
+        return SWM_FAIL;
+    }
+    clearBytes(node.get(), sizeof(Node), function);
+    copyBlock((*node).*part, record, function);
+    RecordList<Node>(list).append(std::move(node));
+    return SWM_OK;
+}
 
 // Copies every record into `slots`, which hold `count` of them; null slots ask for the number only. Afterwards `count`
 // is the number of records; SWM_E_BUFFER_SMALL, and nothing copied, when there are more of them than slots.
