@@ -4,10 +4,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <sys/stat.h>
 #include <vector>
-
-#include <tarn_boot/descriptor.h>
 
 #include "packaging/digest.h"
 #include "packaging/output_file.h"
@@ -30,19 +29,20 @@ void moveBelow(const std::string &root, LoadedList &list)
     if (stateOf(root) != FileState::Directory) {
         failWith("--root " + escaped(root) + ": no directory that can be looked into", "name an existing directory");
     }
-    std::string prefix = root;
-    while (prefix.size() > 1 && prefix.back() == '/') {
-        prefix.pop_back();
-    }
+    // The test of patch links compares texts: only a plain path is found at the beginning of a link's target.
+    std::string prefix = std::filesystem::absolute(root).lexically_normal().string();
+    prefix.erase(prefix.find_last_not_of('/') + 1);
     for (const SwmListNode *node : list.nodes()) {
-        const size_t needed = prefix.size() + 1 + strlen(fileRecord(*node).installDir);
-        if (needed > kRoomForDirectory) {
-            failWith(escaped(list.path) + ": the directory of " + inQuotes(fileRecord(*node).poolName) + " below " +
-                         escaped(prefix) + format(" has %zu bytes, a record holds %zu", needed, kRoomForDirectory),
+        FilelistTxtRecord &record = const_cast<FilelistTxtRecord &>(fileRecord(*node));
+        const std::string moved = prefix + (record.installDir[0] == '/' ? "" : "/") + record.installDir;
+        if (moved.size() > kRoomForDirectory) {
+            failWith(escaped(list.path) + ": the directory of " + inQuotes(record.poolName) + " below " +
+                         escaped(prefix) +
+                         format(" has %zu bytes, a record holds %zu", moved.size(), kRoomForDirectory),
                      "use a shorter --root");
         }
+        memcpy(record.installDir, moved.c_str(), moved.size() + 1);
     }
-    SWM_PAT_OPER_Install_FilePathAdapt(prefix.c_str(), &list.head);
 }
 
 std::string installedPath(const FilelistTxtRecord &record)

@@ -226,7 +226,7 @@ std::string checkedPrefix(std::string prefix)
         prefix.pop_back();
     }
     const fs::path path = prefix;
-    if (!isColumn(prefix) || !path.is_absolute() || path != path.lexically_normal()) {
+    if (!isColumn(prefix) || !path.is_absolute() || prefix != path.lexically_normal().string()) {
         refuseUsage("--prefix " + escaped(prefix) + ": not a plain path from the root",
                     "write for example /opt/app, without spaces, \"..\" or doubled slashes");
     }
