@@ -13,6 +13,8 @@
 
 namespace tarn::test {
 
+using Lines = std::vector<LogLine>;
+
 class LineListTest : public BootTest {
 protected:
     const fs::path path = dir / "list.txt";
@@ -73,6 +75,12 @@ inline LogLine nullParamOf(const char *file, const std::string &function)
     line.format.replace(line.format.size() - 2, 2, text);
     return line;
 }
+
+// A call that must fail for a null or empty argument, and say so.
+struct NullRow {
+    const char *function;
+    std::function<uint32_t()> run;
+};
 
 // A record behind a caller's array, to see whether anything is written there.
 template <class Record> Record untouchedRecord()

@@ -7,7 +7,6 @@
 namespace tarn::test {
 
 using Links = std::vector<std::pair<std::string, std::string>>; // source, path
-using Lines = std::vector<LogLine>;
 
 constexpr const char *kLinkFile = "tarn_package_parse_linklist_parser.cpp";
 

@@ -10,7 +10,6 @@
 namespace tarn::test {
 namespace {
 
-using Lines = std::vector<LogLine>;
 using Records = std::vector<BiosloadRecord>;
 
 constexpr const char *kFile = "tarn_package_biosload_file.cpp";
@@ -185,8 +184,9 @@ TEST_F(BiosloadTest, RefusedLinesFailTheWholeList)
     for (const Row &row : rows) {
         SCOPED_TRACE(row.name);
         std::string line = " " + row.line + "\r\n";
-        BiosloadRecord converted = {};
+        BiosloadRecord converted = untouchedRecord<BiosloadRecord>();
         EXPECT_EQ(SWM_Trans2BiosloadRecord(line.data(), &converted), SWM_FAIL);
+        EXPECT_TRUE(isUntouched(converted));
         EXPECT_TRUE(logged({row.why}));
         EXPECT_EQ(liveBlocks(), 0);
         for (const std::string &text :
@@ -323,6 +323,20 @@ TEST_F(BiosloadTest, NoMemoryForARecord)
     EXPECT_FALSE(faultHit());
 }
 
+TEST_F(BiosloadTest, FailedClearsAreWarnedAbout)
+{
+    const std::string text = "d f a b 1 1\nd f a b 1 0\n";
+    for (unsigned nth = 1; nth <= 4; ++nth) { // each record's node and its line
+        SCOPED_TRACE(nth);
+        failCall(Call::Memset, nth);
+        EXPECT_EQ(read(text), SWM_OK);
+        EXPECT_TRUE(faultHit());
+        EXPECT_TRUE(logged({copyWarning("memset", "SWM_GetAllBiosloadFileRecordInner")}));
+        EXPECT_EQ(describe(records()), describe(*reference::biosloadFiles(text)));
+        list.clear();
+    }
+}
+
 TEST_F(BiosloadTest, Release)
 {
     for (const uint32_t wrongCount : {2u, 0u, 1u, 7u}) {
@@ -428,11 +442,7 @@ TEST_F(BiosloadTest, NullArguments)
     writeFile(path, "d f a b 1 1\n");
     SwmListHead head = {nullptr, nullptr, 17};
     uint32_t count = 17;
-    struct Row {
-        const char *function;
-        std::function<uint32_t()> run;
-    };
-    const Row rows[] = {
+    const NullRow rows[] = {
         {"SWM_GetAllBiosloadFileRecordInner", [&] { return SWM_GetAllBiosloadFileRecordInner(nullptr, &head); }},
         {"SWM_GetAllBiosloadFileRecordInner", [&] { return SWM_GetAllBiosloadFileRecordInner("", &head); }},
         {"SWM_GetAllBiosloadFileRecordInner", [&] { return SWM_GetAllBiosloadFileRecordInner(path.c_str(), nullptr); }},
@@ -440,7 +450,7 @@ TEST_F(BiosloadTest, NullArguments)
         {"SWM_GetAllBiosloadFileRecord", [&] { return SWM_GetAllBiosloadFileRecord("", nullptr, &count); }},
         {"SWM_GetAllBiosloadFileRecord", [&] { return SWM_GetAllBiosloadFileRecord(path.c_str(), nullptr, nullptr); }},
     };
-    for (const Row &row : rows) {
+    for (const NullRow &row : rows) {
         SCOPED_TRACE(row.function);
         EXPECT_EQ(row.run(), SWM_FAIL);
         EXPECT_TRUE(logged({nullParamOf(kFile, row.function)}));

@@ -1,63 +1,21 @@
-// Image lists: their names, their lines, the count queries.
+// Image lists: their lines and their records.
 #include <optional>
 #include <random>
 
 #include <fcntl.h>
 
 #include "../fuzz/line_list_reference.h"
-#include "line_list_test.h"
+#include "image_list_test.h"
 
 namespace tarn::test {
 namespace {
 
-using Names = std::vector<std::string>;
-using Lines = std::vector<LogLine>;
-
-constexpr const char *kFile = "tarn_package_image_file.cpp";
-#define IMAGE_ERROR(...) errorOf(kFile, "SWM_BASE", __VA_ARGS__)
+#define IMAGE_ERROR(...) errorOf(kImageFile, "SWM_BASE", __VA_ARGS__)
 
 LogLine notOpened(const fs::path &path, int error)
 {
     return IMAGE_ERROR("Fopen file[%s] unsuccessfully, errno = %d", path.c_str(), error);
 }
-
-LogLine notConverted(const std::string &line)
-{
-    return IMAGE_ERROR("Trans to image list record unsuccessfully, line = %s", line.c_str());
-}
-
-LogLine notRead(const fs::path &path)
-{
-    return IMAGE_ERROR("Get all image name record from file[%s] unsuccessfully", path.c_str());
-}
-
-LogLine tooSmall(uint32_t number)
-{
-    return warning("Image name buffer count is not enough, buffer count = %u, record count = %u", number, number);
-}
-
-const std::string kName127(127, 'n');
-const std::string kName128(128, 'n');
-
-class ImageListTest : public LineListTest {
-protected:
-    Names namesOf(const SwmListHead &head) const
-    {
-        Names names;
-        for (const ImageNameNode *node : List::recordsOf<ImageNameNode>(head)) {
-            names.emplace_back(node->record.name);
-        }
-        return names;
-    }
-    Names names() { return namesOf(*&list); }
-    uint32_t read(const std::string &text)
-    {
-        writeFile(path, text);
-        list.fillWithZeros();
-        return SWM_GetAllImageName(path.c_str(), &list);
-    }
-    fs::path listOfBoard(const char *name = "image_filelist_1A_00000003.txt") const { return versionDir / name; }
-};
 
 struct ReadRow {
     const char *name;
@@ -112,7 +70,7 @@ TEST_F(ImageListReadTest, SoundLists)
 
 TEST_F(ImageListReadTest, NameTooLongFailsTheWholeList)
 {
-    const Lines lines = {IMAGE_ERROR("image name is too long"), notConverted(kName128)};
+    const Lines lines = {IMAGE_ERROR("image name is too long"), nameNotConverted(kName128)};
     const std::string name511(511, 'n');
     const ReadRow rows[] = {
         {"alone", kName128 + "\n", std::nullopt, lines},
@@ -122,7 +80,7 @@ TEST_F(ImageListReadTest, NameTooLongFailsTheWholeList)
         {"a piece that is too long",
          name511 + "a\n",
          std::nullopt,
-         {IMAGE_ERROR("image name is too long"), notConverted(name511)}},
+         {IMAGE_ERROR("image name is too long"), nameNotConverted(name511)}},
     };
     for (const ReadRow &row : rows) {
         expectRead(row);
@@ -204,11 +162,20 @@ TEST_F(ImageListTest, NoMemoryForARecord)
         failCall(Call::Malloc, nth, ENOMEM);
         EXPECT_EQ(read("one\ntwo\nthree\n"), SWM_FAIL);
         EXPECT_TRUE(isEmptyList(*&list));
-        EXPECT_TRUE(logged(
-            {IMAGE_ERROR("Malloc memory unsuccessfully, errno = %d", ENOMEM), notConverted(nth == 1 ? "one" : "two")}));
+        EXPECT_TRUE(logged({IMAGE_ERROR("Malloc memory unsuccessfully, errno = %d", ENOMEM),
+                            nameNotConverted(nth == 1 ? "one" : "two")}));
         EXPECT_EQ(callCount(Call::Fclose), 1u);
         EXPECT_EQ(liveBlocks(), 0);
     }
+}
+
+TEST_F(ImageListTest, FailedClearsAreWarnedAbout)
+{
+    failCall(Call::Memset, 2);
+    EXPECT_EQ(read("a\nb\n"), SWM_OK);
+    EXPECT_TRUE(faultHit());
+    EXPECT_TRUE(logged({copyWarning("memset", "SWM_Trans2ImageListRecord")}));
+    EXPECT_EQ(names(), (Names{"a", "b"}));
 }
 
 TEST_F(ImageListTest, LineToRecord)
@@ -281,232 +248,6 @@ TEST_F(ImageListTest, Release)
     list.clear();
 }
 
-// ---- Count query ----
-
-struct QueryRow {
-    const char *name;
-    std::string text;
-    std::optional<uint32_t> capacity; // none: a null array
-    uint32_t status;
-    uint32_t count;
-    Names copied;
-    Lines lines = {};
-};
-
-const QueryRow kQueries[] = {
-    {"number only", "b\na\nb\n", std::nullopt, SWM_OK, 2, {}},
-    {"number of an empty file", "\n", std::nullopt, SWM_OK, 0, {}},
-    {"no slots", "b\na\n", 0, SWM_E_BUFFER_SMALL, 2, {}, {tooSmall(2)}},
-    {"one slot too few", "c\nb\na\n", 2, SWM_E_BUFFER_SMALL, 3, {}, {tooSmall(3)}},
-    {"just enough, duplicates do not count", "b\na\nb\n", 2, SWM_OK, 2, {"b", "a"}},
-    {"more than enough", "b\na\n", 5, SWM_OK, 2, {"b", "a"}},
-    {"no slots for no names", "", 0, SWM_OK, 0, {}},
-    {"slots for no names", "\n \n", 5, SWM_OK, 0, {}},
-};
-
-class ImageListQueryTest : public ImageListTest {
-protected:
-    template <class Query> void expectAnswer(const QueryRow &row, Query query)
-    {
-        SCOPED_TRACE(row.name);
-        std::vector<ImageNameRecord> slots(8, untouchedRecord<ImageNameRecord>());
-        uint32_t count = row.capacity.value_or(4711);
-        EXPECT_EQ(query(row.capacity ? slots.data() : nullptr, &count), row.status);
-        EXPECT_EQ(count, row.count);
-        for (size_t i = 0; i < row.copied.size(); ++i) {
-            std::string bytes = row.copied[i];
-            bytes.resize(128);
-            EXPECT_EQ(std::string(slots[i].name, 128), bytes);
-        }
-        for (size_t i = row.copied.size(); i < slots.size(); ++i) {
-            EXPECT_TRUE(isUntouched(slots[i])) << "slot " << i;
-        }
-        EXPECT_TRUE(logged(row.lines));
-        EXPECT_EQ(liveBlocks(), 0);
-    }
-};
-
-TEST_F(ImageListQueryTest, OverAFile)
-{
-    for (const QueryRow &row : kQueries) {
-        writeFile(path, row.text);
-        expectAnswer(row, [&](ImageNameRecord *names, uint32_t *count) {
-            return SWM_GetImageNameFromFile(path.c_str(), names, count);
-        });
-    }
-}
-
-TEST_F(ImageListQueryTest, OverAPackageVersion)
-{
-    for (const QueryRow &row : kQueries) {
-        writeFile(listOfBoard(), row.text);
-        writeFile(listOfBoard("image_filelist_other_00000003.txt"), row.text);
-        expectAnswer(row, [&](ImageNameRecord *names, uint32_t *count) {
-            return SWM_GetImageNameFromSubPkgVersion("pkg", "1.0", names, count);
-        });
-        expectAnswer(row, [&](ImageNameRecord *names, uint32_t *count) {
-            return SWM_GetImageNameByHardtypeFromSubPkgVer("other", "pkg", "1.0", names, count);
-        });
-    }
-}
-
-TEST_F(ImageListQueryTest, MissingListHoldsNoNames)
-{
-    const QueryRow rows[] = {{"number only", "", std::nullopt, SWM_OK, 0, {}}, {"slots", "", 3, SWM_OK, 0, {}}};
-    for (const QueryRow &row : rows) {
-        expectAnswer(row, [&](ImageNameRecord *names, uint32_t *count) {
-            return SWM_GetImageNameFromFile(path.c_str(), names, count);
-        });
-        expectAnswer(row, [&](ImageNameRecord *names, uint32_t *count) {
-            return SWM_GetImageNameFromSubPkgVersion("pkg", "1.0", names, count);
-        });
-        expectAnswer(row, [&](ImageNameRecord *names, uint32_t *count) {
-            return SWM_GetImageNameByHardtypeFromSubPkgVer("1A", "pkg", "no such version", names, count);
-        });
-    }
-    EXPECT_EQ(callCount(Call::SwmFopen), 0u);
-}
-
-TEST_F(ImageListQueryTest, ListThatCannotBeRead)
-{
-    writeFile(path, kName128);
-    const QueryRow tooLong = {"name too long",
-                              "",
-                              3,
-                              SWM_FAIL,
-                              3,
-                              {},
-                              {IMAGE_ERROR("image name is too long"), notConverted(kName128), notRead(path)}};
-    expectAnswer(tooLong, [&](ImageNameRecord *names, uint32_t *count) {
-        return SWM_GetImageNameFromFile(path.c_str(), names, count);
-    });
-    const QueryRow query = {"number only", "", std::nullopt, SWM_FAIL, 4711, {}, tooLong.lines};
-    expectAnswer(query, [&](ImageNameRecord *names, uint32_t *count) {
-        return SWM_GetImageNameFromFile(path.c_str(), names, count);
-    });
-    fs::create_directory(listOfBoard());
-    const QueryRow directory = {"directory", "", 3, SWM_FAIL, 3, {}, {notRead(listOfBoard())}};
-    expectAnswer(directory, [&](ImageNameRecord *names, uint32_t *count) {
-        return SWM_GetImageNameFromSubPkgVersion("pkg", "1.0", names, count);
-    });
-    expectAnswer(directory, [&](ImageNameRecord *names, uint32_t *count) {
-        return SWM_GetImageNameByHardtypeFromSubPkgVer("1A", "pkg", "1.0", names, count);
-    });
-}
-
-TEST_F(ImageListQueryTest, FailedCopiesAreWarnedAbout)
-{
-    writeFile(path, "a\nb\n");
-    ImageNameRecord slots[2];
-    uint32_t count = 2;
-    failCall(Call::Memcpy, 2);
-    EXPECT_EQ(SWM_GetImageNameFromFile(path.c_str(), slots, &count), SWM_OK);
-    EXPECT_TRUE(faultHit());
-    EXPECT_EQ(count, 2u);
-    EXPECT_STREQ(slots[0].name, "a");
-    EXPECT_TRUE(logged({copyWarning("memcpy", "SWM_GetImageNameFromFile")}));
-}
-
-// ---- Names of the lists ----
-
-TEST_F(ImageListTest, FullPaths)
-{
-    struct Row {
-        const char *device;
-        const char *board;    // of the running board
-        const char *hardType; // given
-        const char *given;
-    };
-    const Row rows[] = {
-        {"board_hard_type = 0x1A\ncpu_id = 3\n", "image_filelist_1A_00000003.txt", "1a",
-         "image_filelist_1a_00000003.txt"},
-        {"board_hard_type = 0xABCDEF01\ncpu_id = 0xAB\n", "image_filelist_ABCDEF01_000000AB.txt", "x y",
-         "image_filelist_x y_000000AB.txt"},
-        {"board_hard_type = 7\ncpu_id = 0x123\n", "image_filelist_7_000000123.txt", "%s",
-         "image_filelist_%s_000000123.txt"},
-        {"board_hard_type = 0\ncpu_id = 0\n", "image_filelist_0_00000000.txt", "0", "image_filelist_0_00000000.txt"},
-    };
-    for (const Row &row : rows) {
-        SCOPED_TRACE(row.device);
-        setDevice(row.device);
-        char out[384] = "?";
-        SWM_GetImageFilelistFullpath("pkg", "1.0", out, sizeof(out));
-        EXPECT_EQ(out, (versionDir / row.board).string());
-        SWM_GetImageFilelistFullpathByHardtype(row.hardType, "pkg", "1.0", out, sizeof(out));
-        EXPECT_EQ(out, (versionDir / row.given).string());
-        EXPECT_TRUE(nothingLogged());
-    }
-}
-
-TEST_F(ImageListTest, CutPaths)
-{
-    const std::string whole = listOfBoard().string();
-    const auto fits = static_cast<uint32_t>(whole.size() + 1);
-    for (const uint32_t size : {fits, fits - 1, 10u, 1u}) {
-        SCOPED_TRACE(size);
-        std::string out(fits + 1, '?');
-        SWM_GetImageFilelistFullpath("pkg", "1.0", out.data(), size);
-        EXPECT_EQ(out.c_str(), whole.substr(0, size - 1));
-        EXPECT_EQ(out.substr(size), std::string(out.size() - size, '?'));
-        EXPECT_TRUE(size == fits ? nothingLogged() : logged({copyWarning("snprintf", "SWM_GetImageFilelistFullpath")}));
-        out.assign(fits + 1, '?');
-        SWM_GetImageFilelistFullpathByHardtype("1A", "pkg", "1.0", out.data(), size);
-        EXPECT_EQ(out.c_str(), whole.substr(0, size - 1));
-        EXPECT_EQ(out.substr(size), std::string(out.size() - size, '?'));
-        EXPECT_TRUE(nothingLogged());
-    }
-    uint32_t count = 17;
-    const std::string longType(400, 't');
-    EXPECT_EQ(SWM_GetImageNameByHardtypeFromSubPkgVer(longType.c_str(), "pkg", "1.0", nullptr, &count), SWM_OK);
-    EXPECT_EQ(count, 0u) << "a name that is cut leads to no list";
-    EXPECT_TRUE(nothingLogged());
-}
-
-TEST_F(ImageListTest, WhatTheDeviceDoesNotTellIsZero)
-{
-    const LogLine cpu = warning("Get cpuid unsuccessfully");
-    const LogLine board = warning("Get hardType unsuccessfully");
-    struct Row {
-        const char *device;
-        const char *name;
-        const char *given;
-        Lines lines;
-        Lines givenLines;
-    };
-    const Row rows[] = {
-        {"board_hard_type = 0x1A\ncpu_id = none\n",
-         "image_filelist_1A_00000000.txt",
-         "image_filelist_1A_00000000.txt",
-         {cpu},
-         {cpu}},
-        {"board_hard_type = none\ncpu_id = 3\n",
-         "image_filelist_0_00000003.txt",
-         "image_filelist_1A_00000003.txt",
-         {board},
-         {}},
-        {"board_hard_type = none\ncpu_id = none\n",
-         "image_filelist_0_00000000.txt",
-         "image_filelist_1A_00000000.txt",
-         {cpu, board},
-         {cpu}},
-    };
-    for (const Row &row : rows) {
-        SCOPED_TRACE(row.device);
-        setDevice(row.device);
-        char out[384] = "?";
-        SWM_GetImageFilelistFullpath("pkg", "1.0", out, sizeof(out));
-        EXPECT_EQ(out, (versionDir / row.name).string());
-        EXPECT_TRUE(logged(row.lines));
-        SWM_GetImageFilelistFullpathByHardtype("1A", "pkg", "1.0", out, sizeof(out));
-        EXPECT_EQ(out, (versionDir / row.given).string());
-        EXPECT_TRUE(logged(row.givenLines));
-        uint32_t count = 17;
-        EXPECT_EQ(SWM_GetImageNameFromSubPkgVersion("pkg", "1.0", nullptr, &count), SWM_OK);
-        EXPECT_EQ(count, 0u);
-        EXPECT_TRUE(logged(row.lines));
-    }
-}
-
 // ---- Null arguments ----
 
 TEST_F(ImageListTest, NullArguments)
@@ -516,11 +257,7 @@ TEST_F(ImageListTest, NullArguments)
     uint32_t count = 17;
     ImageNameNode stale = {};
     ImageNameNode *node = &stale;
-    struct Row {
-        const char *function;
-        std::function<uint32_t()> run;
-    };
-    const Row rows[] = {
+    const NullRow rows[] = {
         {"SWM_GetAllImageName", [&] { return SWM_GetAllImageName(nullptr, &head); }},
         {"SWM_GetAllImageName", [&] { return SWM_GetAllImageName("", &head); }},
         {"SWM_GetAllImageName", [&] { return SWM_GetAllImageName(path.c_str(), nullptr); }},
@@ -548,10 +285,10 @@ TEST_F(ImageListTest, NullArguments)
         {"SWM_Trans2ImageListRecord", [&] { return SWM_Trans2ImageListRecord("a", nullptr); }},
         {"SWM_Trans2ImageListRecord", [&] { return SWM_Trans2ImageListRecord(nullptr, &node); }},
     };
-    for (const Row &row : rows) {
+    for (const NullRow &row : rows) {
         SCOPED_TRACE(row.function);
         EXPECT_EQ(row.run(), SWM_FAIL);
-        EXPECT_TRUE(logged({nullParamOf(kFile, row.function)}));
+        EXPECT_TRUE(logged({nullParamOf(kImageFile, row.function)}));
         EXPECT_EQ(count, 17u);
         EXPECT_EQ(head.count, 17u);
         EXPECT_EQ(head.next, nullptr);
@@ -587,7 +324,7 @@ TEST_F(ImageListTest, NullArgumentsOfWhatHasNoResult)
     for (const Row &row : rows) {
         SCOPED_TRACE(row.function);
         row.run();
-        EXPECT_TRUE(logged({nullParamOf(kFile, row.function)}));
+        EXPECT_TRUE(logged({nullParamOf(kImageFile, row.function)}));
         EXPECT_STREQ(out, "?");
     }
     EXPECT_TRUE(isEmptyList(*&list));

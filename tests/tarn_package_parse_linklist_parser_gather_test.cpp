@@ -231,6 +231,11 @@ TEST_F(LinkListGatherTest, NoMemoryForTheNames)
     failCall(Call::Malloc, 2, ENOMEM); // the first is the one name of the query for their number
     EXPECT_EQ(SWM_MergeLinkFilelistRecordFromImageList("1A", "pkg", "1.0", &list), SWM_FAIL);
     EXPECT_TRUE(logged({LOCPKG_LINK_ERROR("Malloc image name buffer unsuccessfully, errno = %d", ENOMEM)}));
+
+    failCall(Call::Memset, 2); // likewise
+    EXPECT_EQ(SWM_MergeLinkFilelistRecordFromImageList("1A", "pkg", "1.0", &list), SWM_OK);
+    EXPECT_TRUE(faultHit());
+    EXPECT_TRUE(logged({copyWarning("memset", "SWM_MergeLinkFilelistRecordFromImageList")}));
 }
 
 TEST_F(LinkListGatherTest, MergingImagesAppends)
