@@ -38,6 +38,14 @@ expect() {
     [ "$wanted" -eq 0 ] || printf '    (exit status %s)\n' "$status"
 }
 
+# expect_also PATTERN...: what the last command printed has these, too.
+expect_also() {
+    for pattern in "$@"; do
+        steps=$((steps + 1))
+        grep -qE -e "$pattern" output.txt || fail "the output does not match: $pattern"
+    done
+}
+
 # expect_same FILE FILE: byte for byte.
 expect_same() {
     steps=$((steps + 1))
