@@ -35,6 +35,10 @@ extern "C" {
 #define TARN_VERIFY_INTERNAL 5u  /* could not be carried out: work directory, extraction step */
                                  /* SWM_FAIL as above */
 
+/* Results of legacy access and of the extractions built on it, besides SWM_OK and what an operation says. */
+#define SWM_LEGACY_FAILED 1u
+#define SWM_LEGACY_NOT_FOUND 4u
+
 /* On disk: alignment 1, integers big-endian. */
 typedef struct SwmBe32 {
     uint8_t bytes[4]; /* 0: most significant first */
@@ -249,6 +253,79 @@ TARN_BOOT_API uint32_t VerifyParamCheck(const char *packagePath) TARN_BOOT_NOEXC
 TARN_BOOT_API uint32_t VerifyCheckIntegrity(const char *packagePath) TARN_BOOT_NOEXCEPT;
 /* The TARN_VERIFY_… value of a result of ExtractCacheUpdate; SWM_FAIL for an unknown one. */
 TARN_BOOT_API uint32_t VerifyResultConvert(uint32_t cacheUpdateResult) TARN_BOOT_NOEXCEPT;
+
+/* ---- Legacy access ---------------------------------------------------------------------------------------------- */
+
+/*
+ * The table entry of the first member whose file name or subfile name is `name`, as it stands on disk. Scans at most
+ * 256 entries and checks nothing else. SWM_LEGACY_FAILED on a short read, SWM_LEGACY_NOT_FOUND, SWM_E_NO_MEMORY. Moves
+ * the descriptor.
+ */
+TARN_BOOT_API uint32_t SwmFindFileDescInfoFromCc(int32_t fd, const char *name,
+                                                 PackageFileEntry *entryOut) TARN_BOOT_NOEXCEPT;
+/*
+ * Removes a file, or a symbolic link; the loop device that a link leads to is detached first. A missing file is no
+ * failure. SWM_LEGACY_FAILED when it cannot be removed.
+ */
+TARN_BOOT_API uint32_t SWM_DelExistFile(const char *path) TARN_BOOT_NOEXCEPT;
+/* 1 for the four names that ExtractIsSignatureFile knows. */
+TARN_BOOT_API uint32_t TarnIsSignatureFile(const char *name) TARN_BOOT_NOEXCEPT;
+/*
+ * Maps a member's payload, read-only: its first byte, length, and how far it starts behind the map's first page.
+ * SWM_FAIL when it cannot be mapped or does not lie within the file. Touching the content after the file has been cut
+ * short raises SIGBUS.
+ */
+TARN_BOOT_API uint32_t SWM_GetFileContentInCC(int32_t fd, const FileSite *site, const uint8_t **contentOut,
+                                              uint32_t *lengthOut, uint32_t *deltaOut) TARN_BOOT_NOEXCEPT;
+/* Finds a member by SWM_FindFileSiteFromCc and maps it. That lookup's result, or SWM_LEGACY_FAILED. */
+TARN_BOOT_API uint32_t SWM_GetSigFileContent(int32_t fd, const char *name, const uint8_t **contentOut,
+                                             uint32_t *lengthOut, uint32_t *deltaOut) TARN_BOOT_NOEXCEPT;
+/* Unmaps it: SWM_OK or SWM_FAIL. */
+TARN_BOOT_API uint32_t SWM_FreeFileContent(const uint8_t *content, uint32_t length, uint32_t delta) TARN_BOOT_NOEXCEPT;
+/*
+ * SWM_OK when the package's signed list "signature_pss_filelist.bin" names the file, or when `targetName` is a
+ * signature name; SWM_LEGACY_FAILED when it does not or the list's signature is not valid. Compares no digest.
+ */
+TARN_BOOT_API uint32_t SWM_CheckFileNameInSigFile(int32_t fd, const char *fileName,
+                                                  const char *targetName) TARN_BOOT_NOEXCEPT;
+/*
+ * Finds a member, checks its name as above, returns its payload's length and offset and leaves the descriptor there.
+ * Otherwise the result of the step that failed.
+ */
+TARN_BOOT_API uint32_t SWM_FindFileFromCc(int32_t fd, const char *name, uint32_t *lengthOut,
+                                          uint32_t *offsetOut /* may be null */) TARN_BOOT_NOEXCEPT;
+/*
+ * Copies from one descriptor's position to the other's. A length of 2^31 or more copies nothing and succeeds.
+ * SWM_LEGACY_FAILED when not everything could be copied.
+ */
+TARN_BOOT_API uint32_t SWM_CopyFileWithLen(int32_t srcFd, int32_t dstFd, uint32_t length) TARN_BOOT_NOEXCEPT;
+
+/* ---- Loop devices, legacy signature list, members with their header ---------------------------------------------- */
+
+/*
+ * Attaches a loop device to the package from the member's payload on, to the end of the package, and makes
+ * destDir/target a symbolic link to it, owned by user and group "swm" (2000 when unknown). The member's name must be in
+ * the signed list; no digest is compared. What was at the link's path goes first, a loop device it led to is detached.
+ * SWM_LEGACY_FAILED otherwise; when the link cannot be made the device stays attached.
+ */
+TARN_BOOT_API uint32_t SWM_ExtractFileByLoop(const char *packagePath, const char *target,
+                                             const char *destDir) TARN_BOOT_NOEXCEPT;
+/* "<root>/swm/workdir/temp", cut to size - 1. Always 0. */
+TARN_BOOT_API uint32_t SWM_GetWorkdirTempPath(char *buffer, uint32_t size) TARN_BOOT_NOEXCEPT;
+/*
+ * Extracts "signature_filelist", verified, into that directory, mode 0640, and returns its path, also on a failure
+ * after the path is known. The caller removes the directory with SWM_ClearCcSignaturePath.
+ */
+TARN_BOOT_API uint32_t SWM_ExtractCcSignature(const char *packagePath, char *pathOut,
+                                              uint32_t pathOutSize) TARN_BOOT_NOEXCEPT;
+/* Removes the directory that `path` lies in, with all that is in it: the platform's status, or SWM_FAIL. */
+TARN_BOOT_API uint32_t SWM_ClearCcSignaturePath(const char *path) TARN_BOOT_NOEXCEPT;
+/*
+ * Copies a whole member, header included, to destDir/target, created with `mode`. Checks no structure, signature or
+ * digest. SWM_LEGACY_NOT_FOUND, or SWM_LEGACY_FAILED; a copy that fails leaves the file as far as it is written.
+ */
+TARN_BOOT_API uint32_t SWM_ExtractFileWithHeader(const char *packagePath, const char *target, const char *destDir,
+                                                 uint32_t mode) TARN_BOOT_NOEXCEPT;
 
 #ifdef __cplusplus
 }

@@ -78,4 +78,18 @@ void printField(char (&out)[size], const char *text, const char *function = __bu
     warnIfCut(snprintf_s(out, size, size - 1, "%s", text), function, line);
 }
 
+// Copies at most `count` characters of the text. What does not fit is cut, and warned about where the count asked for
+// it.
+inline void copyText(char *out, size_t size, const char *text, size_t count,
+                     const char *function = __builtin_FUNCTION(), int line = __builtin_LINE())
+{
+    if (strncpy_s(out, size, text, count) == 0) {
+        return;
+    }
+    COMMON_WARNING("strncpy failed: %s, line: %d", function, line);
+    if (count >= size) {
+        static_cast<void>(strncpy_s(out, size, text, size - 1));
+    }
+}
+
 } // namespace tarn

@@ -43,12 +43,9 @@ template <class Node, class Data> bool hasData(const SwmListHead &list, const Da
            nullptr;
 }
 
-// What fits; the caller's fields are zeroed.
 template <size_t size> void copyField(char (&out)[size], const char *text, const char *function)
 {
-    if (strncpy_s(out, size, text, size - 1) != 0) {
-        COMMON_WARNING("strncpy failed: %s, line: %d", function, static_cast<int>(__LINE__));
-    }
+    copyText(out, size, text, size - 1, function);
 }
 
 const char *headerOf(uint32_t sectionType)

@@ -19,25 +19,13 @@ constexpr uint32_t kFields = 3;
 constexpr char kSuffix[] = ".rpm";
 constexpr const char *kOperations[] = {"add", "update", "remove"}; // by code
 
-// The name without its suffix, as much of it as fits.
-template <size_t size> void copyStem(char (&out)[size], const char *name, const char *function)
-{
-    const size_t length = strlen(name) - strlen(kSuffix);
-    if (strncpy_s(out, size, name, length) != 0) {
-        COMMON_WARNING("strncpy failed: %s, line: %d", function, static_cast<int>(__LINE__));
-        if (length >= size) {
-            static_cast<void>(strncpy_s(out, size, name, size - 1));
-        }
-    }
-}
-
 uint32_t convertFields(const Pieces &fields, RpmlistTxtData &data, const char *function)
 {
     printField(data.rpmFileName, fields[0], function);
     if (SWM_IsPostfixString(fields[0], kSuffix) == 0) {
         return BASE_FAIL("%s:rpm name error, name:%s", function, fields[0]);
     }
-    copyStem(data.rpmName, fields[0], function);
+    copyText(data.rpmName, sizeof(data.rpmName), fields[0], strlen(fields[0]) - strlen(kSuffix), function);
     printField(data.secondText, fields[1], function);
     for (uint32_t code = RPM_OPERATION_ADD; code <= RPM_OPERATION_REMOVE; ++code) {
         if (SWM_IsStringEqual(fields[2], kOperations[code]) != 0) {

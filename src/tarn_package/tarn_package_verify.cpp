@@ -113,9 +113,7 @@ void SWM_GetOneKeyValueFromKeyList(const SwmIniKey *firstKey, const char *keyNam
     for (const SwmIniKey *item = firstKey; item != nullptr; item = item->next) {
         if (strcmp(item->name, keyName) == 0) {
             const char *value = item->value != nullptr ? item->value : "";
-            if (strncpy_s(out, outSize, value, outSize - 1) != 0) {
-                COMMON_WARNING("strncpy failed: %s, line: %d", __func__, static_cast<int>(__LINE__));
-            }
+            copyText(out, outSize, value, outSize - 1);
             out[outSize - 1] = '\0';
             return;
         }
