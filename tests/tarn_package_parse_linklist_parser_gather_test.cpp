@@ -227,6 +227,10 @@ TEST_F(LinkListGatherTest, ImageListThatChangesBetweenItsTwoReadings)
 
 TEST_F(LinkListGatherTest, NoMemoryForTheNames)
 {
+    writeFile(images, "\n");
+    failCall(Call::Malloc, 1, ENOMEM);
+    EXPECT_EQ(SWM_MergeLinkFilelistRecordFromImageList("1A", "pkg", "1.0", &list), SWM_OK) << "no names need none";
+    EXPECT_FALSE(faultHit());
     writeFile(images, "linux\n");
     failCall(Call::Malloc, 2, ENOMEM); // the first is the one name of the query for their number
     EXPECT_EQ(SWM_MergeLinkFilelistRecordFromImageList("1A", "pkg", "1.0", &list), SWM_FAIL);
