@@ -125,6 +125,8 @@ TEST_F(BiosloadTest, SoundLines)
         {"column 4 at its largest", "d f a b 4294967295 1", record("d", "f", "a", "b", 4294967295u, 1)},
         {"column 4 beyond: low 32 bits", "d f a b 4294967298 1", record("d", "f", "a", "b", 2, 1)},
         {"column 4 negative: low 32 bits", "d f a b -1 1", record("d", "f", "a", "b", 4294967295u, 1)},
+        {"column 4 beyond what is signed", "d f a b 9223372036854775809 1", record("d", "f", "a", "b", 1, 1)},
+        {"type is decimal", "d f a b 1 0x1", record("d", "f", "a", "b", 1, 0)},
         {"type without digits", "d f a b 1 x", record("d", "f", "a", "b", 1, 0)},
         {"type up to its first other byte", "d f a b 1 1x", record("d", "f", "a", "b", 1, 1)},
         {"type with a sign", "d f a b 1 +1", record("d", "f", "a", "b", 1, 1)},
@@ -178,6 +180,7 @@ TEST_F(BiosloadTest, RefusedLinesFailTheWholeList)
         {"type 2 of 7 columns", "d f a b 1 2 x", wrongType(2)},
         {"type -1", "d f a b 1 -1", wrongType(4294967295u)},
         {"type 10", "d f a b 1 10", wrongType(10)},
+        {"type beyond what is signed", "d f a b 1 9223372036854775808", wrongType(4294967295u)},
         {"type in low 32 bits", "d f a b 1 4294967298", wrongType(2)},
     };
     const std::string sound = "d f a b 1 1\n";
