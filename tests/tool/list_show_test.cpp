@@ -118,6 +118,7 @@ TEST_F(ListShowTest, KindsAreToldApart)
         {"l", "\n \n../app /usr/bin/app\n", "links"},
         {"l", "image-one\nimage-two\n", "images"},
         {"l", bios, "bios"},
+        {"l", "a-1.0.rpm /opt/x update", "rpm"},
         {"l", bios + " more", "bios"},
         {"image_filelist_1A_00000003.txt", "an image\n", "images"},
         {"image_filelist_1A_00000003.txt", "", "images"},
@@ -138,18 +139,32 @@ TEST_F(ListShowTest, TheTypeCanBeSaid)
     EXPECT_EQ(shown("two words\n", {"--type", "images"})["records"], Json({{{"name", "two words"}}}));
     EXPECT_EQ(shown("two words\n", {"--type", "images"})["type_detected"], false);
     EXPECT_EQ(shown("two words\n")["records"], Json({{{"link_path", "words"}, {"link_source", "two"}}}));
-    const Outcome wrong = show("x", {"--type", "rpms"});
+    const Outcome wrong = show("x", {"--type", "texts"});
     EXPECT_EQ(wrong.status, 2);
-    EXPECT_EQ(wrong.err, "tarn: --type rpms: no such type of list\n      next: use files, links, images or bios\n");
+    EXPECT_EQ(wrong.err,
+              "tarn: --type texts: no such type of list\n      next: use files, links, images, bios or rpm\n");
+}
+
+TEST_F(ListShowTest, RpmListsKeepTheirOrder)
+{
+    const Json records = shown("b-2.rpm /opt add\na-1.0.rpm  /x update\nb-2.rpm /opt add\nc.rpm - remove\n")["records"];
+    ASSERT_EQ(records.size(), 4u);
+    EXPECT_EQ(records[0], records[2]);
+    EXPECT_EQ(records[1],
+              Json({{"operation", "update"}, {"rpm_name", "a-1.0"}, {"rpm_file", "a-1.0.rpm"}, {"text", "/x"}}));
+    EXPECT_EQ(records[3]["operation"], "remove");
+    EXPECT_EQ(
+        runTool({"list", "show", path}).out.rfind("operation  rpm    file       text\nadd        b-2    b-2.rpm", 0),
+        0u);
 }
 
 TEST_F(ListShowTest, WhatFitsNoKindIsSaid)
 {
-    const Outcome three = show("one two three\n");
-    EXPECT_EQ(three.status, 1);
-    EXPECT_EQ(three.err, "tarn: " + path.string() +
-                             ": the first line has 3 columns, as no type of list has\n      next: say with --type "
-                             "what it is: files, links, images or bios\n");
+    const Outcome four = show("one two three four\n");
+    EXPECT_EQ(four.status, 1);
+    EXPECT_EQ(four.err, "tarn: " + path.string() +
+                            ": the first line has 4 columns, as no type of list has\n      next: say with --type "
+                            "what it is: files, links, images, bios or rpm\n");
     for (const char *blank : {"", "\n", " \t\r\n"}) {
         EXPECT_EQ(show(blank).status, 3);
     }
@@ -187,6 +202,9 @@ TEST_F(ListShowTest, LinesThatFailAreNamed)
          "line 2, column 0 (image name): \"" + std::string(100, 'i') + "\"...: 128 bytes, a name has at most 127"},
         {"bios", bios + "2", "line 1, column 5 (file type): \"2\": the file type must be 0 or 1"},
         {"bios", bios + "-1", "line 1, column 5 (file type): \"-1\": the file type must be 0 or 1"},
+        {"rpm", "a.rpm x add\nb.RPM x add\n", "line 2, column 0 (rpm file): \"b.RPM\": the name must end in \".rpm\""},
+        {"rpm", "a.rpm x Add", "line 1, column 2 (operation): \"Add\": the operation must be add, update or remove"},
+        {"rpm", "a.rpm add", "line 1: \"a.rpm add\": 2 columns, there must be 3"},
         {"bios", kDigest + " /f a b 3", ": 5 columns, there must be 6 or 7"},
     };
     for (const Row &row : rows) {

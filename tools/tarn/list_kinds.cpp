@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include <tarn_boot/descriptor.h>
+
 #include "command.h"
 #include "text.h"
 
@@ -51,6 +53,13 @@ constexpr Column kBiosColumns[] = {
 };
 constexpr size_t kBiosCounts[] = {6, 7};
 
+constexpr Column kRpmColumns[] = {
+    {"rpm file", Rule::RpmFile, sizeof(RpmlistTxtData::rpmFileName) - 1},
+    {"text", Rule::Text, sizeof(RpmlistTxtData::secondText) - 1},
+    {"operation", Rule::Operation},
+};
+constexpr size_t kRpmCounts[] = {3};
+
 // ---- Telling the kinds apart ----
 
 bool isAmong(size_t count, std::span<const size_t> counts)
@@ -78,6 +87,11 @@ bool fitsLinks(const std::vector<std::string_view> &columns)
 bool fitsImages(const std::vector<std::string_view> &columns)
 {
     return columns.size() == 1;
+}
+
+bool fitsRpms(const std::vector<std::string_view> &columns)
+{
+    return isAmong(columns.size(), kRpmCounts);
 }
 
 // ---- Records ----
@@ -149,6 +163,33 @@ Json biosJson(const SwmListNode &node)
     json["number"] = record.field4Num;
     putName(json, "text_6", record.field6Text);
     putName(json, "digest", record.sha256Text);
+    return json;
+}
+
+const RpmlistTxtData &rpmRecord(const SwmListNode &node)
+{
+    return reinterpret_cast<const RpmlistTxtRecord &>(node).data;
+}
+
+const char *operationWord(uint32_t operation)
+{
+    return operation == RPM_OPERATION_ADD ? "add" : operation == RPM_OPERATION_UPDATE ? "update" : "remove";
+}
+
+std::vector<std::string> rpmCells(const SwmListNode &node)
+{
+    const RpmlistTxtData &record = rpmRecord(node);
+    return {operationWord(record.operation), escaped(record.rpmName), escaped(record.rpmFileName),
+            escaped(record.secondText)};
+}
+
+Json rpmJson(const SwmListNode &node)
+{
+    const RpmlistTxtData &record = rpmRecord(node);
+    Json json = {{"operation", operationWord(record.operation)}};
+    putName(json, "rpm_name", record.rpmName);
+    putName(json, "rpm_file", record.rpmFileName);
+    putName(json, "text", record.secondText);
     return json;
 }
 
@@ -250,6 +291,17 @@ const std::vector<ListKind> &listKinds()
          {"file path", "type", "text 2", "text 3", "number", "text 6", "digest begins"},
          biosCells,
          biosJson},
+        {"rpm",
+         "rpm list",
+         nullptr,
+         {kRpmColumns, kRpmCounts, kLineAtOnce},
+         fitsRpms,
+         SWM_GetAllRecordFromRpmlistTxt,
+         SWM_FreeRpmlistTxtRecord,
+         "llll",
+         {"operation", "rpm", "file", "text"},
+         rpmCells,
+         rpmJson},
     };
     return kKinds;
 }

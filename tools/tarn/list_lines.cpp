@@ -122,6 +122,19 @@ Finding judgeName(std::string_view text, const Column &column)
     return {Weight::Fault, format("%zu bytes, a name has at most %zu", text.size(), column.room)};
 }
 
+Finding judgeRpmFile(std::string_view text, const Column &column)
+{
+    constexpr std::string_view kSuffix = ".rpm";
+    const bool hasSuffix = text.size() >= kSuffix.size() && text.substr(text.size() - kSuffix.size()) == kSuffix;
+    return hasSuffix ? judgeRoom(text, column) : Finding{Weight::Fault, "the name must end in \".rpm\""};
+}
+
+Finding judgeOperation(std::string_view text)
+{
+    const bool isKnown = text == "add" || text == "update" || text == "remove";
+    return isKnown ? Finding{} : Finding{Weight::Fault, "the operation must be add, update or remove"};
+}
+
 Finding judge(std::string_view text, const Column &column)
 {
     switch (column.rule) {
@@ -139,6 +152,10 @@ Finding judge(std::string_view text, const Column &column)
         return judgeNumber(text);
     case Rule::ZeroOrOne:
         return judgeZeroOrOne(text);
+    case Rule::RpmFile:
+        return judgeRpmFile(text, column);
+    case Rule::Operation:
+        return judgeOperation(text);
     default:
         return judgeRoom(text, column);
     }

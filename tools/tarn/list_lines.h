@@ -22,6 +22,8 @@ enum class Rule {
     Digits,     // decimal digits and nothing else
     Number,     // what is none loads as 0
     ZeroOrOne,
+    RpmFile,   // ends in ".rpm"
+    Operation, // add, update or remove
 };
 
 struct Column {

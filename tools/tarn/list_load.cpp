@@ -58,8 +58,7 @@ std::string faultText(const LoadedList &list, const ListFile &file)
     failure.what = escaped(file.path) + ": " + faultText(list, file);
     failure.result = &kNotLoaded;
     failure.reason = takeLibraryReason();
-    failure.next = std::string("correct it; if it is no ") + list.kind.title +
-                   ", \"tarn list show --type\" takes it for what it is";
+    failure.next = "correct it, or say with \"tarn list show --type\" what it is";
     putName(failure.report, "list", file.path);
     failure.report.update({{"type", list.kind.name},
                            {"valid", false},
