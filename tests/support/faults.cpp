@@ -37,6 +37,7 @@ std::atomic<bool> g_resultSet = false;
 std::atomic<pid_t> g_fakePid = 0;
 std::atomic<SwmIniSection *> g_fakeProfile = nullptr;
 std::atomic<bool> g_scribbles = false;
+std::atomic<int64_t> g_fakeSize = 0;
 std::function<void(struct stat &)> g_changeStatus;
 std::atomic<uint64_t> g_recordedCalls = 0; // one bit each: asked before any constructor has run
 std::vector<std::string> g_records;
@@ -143,6 +144,7 @@ const char *nameOf(Call call)
         "mutex lock",
         "mutex unlock",
         "getpid",
+        "sched_yield",
         "SWM_Open",
         "SWM_Fopen",
         "SWM_Read",
@@ -162,6 +164,33 @@ const char *nameOf(Call call)
         "memset_s",
         "strcpy_s",
         "sprintf_s",
+        "snprintf_s",
+        "strncpy_s",
+        "SWM_IsFileExist",
+        "SWM_IsRealFileExist",
+        "SWM_IsSymlinkFile",
+        "SWM_GetFileSize",
+        "SWM_GetDirname",
+        "TARN_GetLinkInfo",
+        "TARN_CanonicalOpen",
+        "TARN_ReadFile",
+        "TARN_CanonicalClose",
+        "SWM_IsSpaceString",
+        "SWM_IsStringEqual",
+        "SWM_IsDigitString",
+        "SWM_StringTrim",
+        "SWM_TransString2Array",
+        "SWM_GetShaVal",
+        "SWM_SHA_IsFileDamaged2",
+        "SWM_Trans2AbsolutePath",
+        "SWM_PkgSpecialDirHandler",
+        "SWM_CreateDirWithPermission",
+        "SWM_CreateDirWithCustomPermission",
+        "SWM_GetPkgPoolPackageVersionPath",
+        "SWM_GetPkgPoolPackageVerDescFileLocalPath",
+        "SWM_PAT_GetPkgLoadFilePath",
+        "SWM_GetCpuId",
+        "SWM_GetBoardHardType",
     };
     static_assert(std::size(kNames) == kCalls);
     return kNames[static_cast<size_t>(call)];
@@ -203,6 +232,7 @@ void clearFaults()
     g_fakePid = 0;
     g_fakeProfile = nullptr;
     g_scribbles = false;
+    g_fakeSize = 0;
     g_changeStatus = nullptr;
     g_recordedCalls = 0;
     g_records.clear();
@@ -234,6 +264,11 @@ void setFakeProfile(SwmIniSection *profile)
 void setScribble(bool scribbles)
 {
     g_scribbles = scribbles;
+}
+
+void setFakeSize(int64_t size)
+{
+    g_fakeSize = size;
 }
 
 void changeStatus(std::function<void(struct stat &)> change)
@@ -329,6 +364,11 @@ SwmIniSection *fakeProfile()
 bool scribbles()
 {
     return g_scribbles;
+}
+
+int64_t fakeSize()
+{
+    return g_fakeSize;
 }
 
 void changeStatusOf(struct stat &status)

@@ -34,6 +34,7 @@ enum class Call : unsigned {
     MutexLock,
     MutexUnlock,
     Getpid,
+    SchedYield,
     // platform
     SwmOpen,
     SwmFopen,
@@ -54,6 +55,33 @@ enum class Call : unsigned {
     Memset,
     Strcpy,
     Sprintf,
+    Snprintf,
+    Strncpy,
+    SwmIsFileExist,
+    IsRealFileExist,
+    IsSymlinkFile,
+    GetFileSize,
+    GetDirname,
+    GetLinkInfo,
+    CanonicalOpen,
+    ReadFile,
+    CanonicalClose,
+    IsSpaceString,
+    IsStringEqual,
+    IsDigitString,
+    StringTrim,
+    TransString2Array,
+    GetShaVal,
+    IsFileDamaged2,
+    Trans2AbsolutePath,
+    PkgSpecialDirHandler,
+    CreateDirWithPermission,
+    CreateDirWithCustomPermission,
+    GetVersionPath,
+    GetDescPath,
+    GetLoadPath,
+    GetCpuId,
+    GetBoardHardType,
     Count
 };
 
@@ -81,8 +109,10 @@ void setFaultResult(long result);
 void setFakePid(pid_t pid);
 // The profile that SWM_IniLoadProfile returns in place of a real one.
 void setFakeProfile(SwmIniSection *profile);
-// What a failed digest calculation leaves in its output all the same.
+// Failed platform calls leave something in their outputs all the same.
 void setScribble(bool scribbles);
+// The size that a failing SWM_GetFileSize stores; with setFaultResult(0) it is what the file seems to have.
+void setFakeSize(int64_t size);
 // Changes what fstat tells libtarn_boot; null: nothing.
 void changeStatus(std::function<void(struct stat &)> change);
 // Counts the bytes that both libraries read from the file with this inode.
@@ -114,6 +144,7 @@ long faultResult(long plain);
 pid_t fakePid();
 SwmIniSection *fakeProfile();
 bool scribbles();
+int64_t fakeSize();
 void changeStatusOf(struct stat &status);
 bool isRecorded(Call call);
 void recordCall(Call call, const std::string &what);

@@ -301,3 +301,11 @@ TARN_HOOK pid_t hookGetpid()
     const bool fake = fakePid() != 0 && isFromLibrary(TARN_CALLER, &origin);
     return fake ? fakePid() : real();
 }
+
+TARN_HOOK int hookSchedYield() asm("sched_yield");
+TARN_HOOK int hookSchedYield()
+{
+    static auto *const real = realOf<int()>("sched_yield");
+    recordPlain(Call::SchedYield, TARN_CALLER);
+    return strikes(Call::SchedYield, TARN_CALLER) ? -1 : real();
+}
