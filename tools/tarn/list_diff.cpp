@@ -185,25 +185,30 @@ template <class Traits> struct Outcome {
 };
 
 template <class Traits>
-Change changeOf(const typename Traits::Record &newRecord, const typename Traits::Record *oldRecord)
+Change changeOf(const typename Traits::Record &newRecord, const typename Traits::Record *oldRecord, bool withRecords)
 {
     Change change;
     change.name = Traits::key(newRecord);
     change.path = Traits::path(newRecord);
-    change.newRecord = Traits::json(newRecord);
+    change.newRecord = withRecords ? Traits::json(newRecord) : Json();
     if (oldRecord == nullptr) {
         change.reason = "only in the new list";
         return change;
     }
-    change.oldRecord = Traits::json(*oldRecord);
+    change.oldRecord = withRecords ? Traits::json(*oldRecord) : Json();
     std::tie(change.kind, change.reason) = reasonOf(*oldRecord, newRecord);
     return change;
 }
 
-template <class Traits> Change removalOf(const typename Traits::Record &oldRecord)
+template <class Traits> Change removalOf(const typename Traits::Record &oldRecord, bool withRecords)
 {
-    return {Kind::Removed,           "only in the old list",  Traits::key(oldRecord),
-            Traits::path(oldRecord), Traits::json(oldRecord), Json()};
+    Change change;
+    change.kind = Kind::Removed;
+    change.reason = "only in the old list";
+    change.name = Traits::key(oldRecord);
+    change.path = Traits::path(oldRecord);
+    change.oldRecord = withRecords ? Traits::json(oldRecord) : Json();
+    return change;
 }
 
 template <class Traits> std::vector<std::string> namesOf(const Index<Traits> &index)
@@ -215,7 +220,8 @@ template <class Traits> std::vector<std::string> namesOf(const Index<Traits> &in
     return names;
 }
 
-template <class Traits> Comparison compare(const LoadedList &oldList, const LoadedList &newList)
+// The records themselves are only kept for a report that shows them.
+template <class Traits> Comparison compare(const LoadedList &oldList, const LoadedList &newList, bool withRecords)
 {
     const Outcome<Traits> outcome(oldList, newList);
     const Index<Traits> oldRecords(oldList.nodes());
@@ -229,12 +235,12 @@ template <class Traits> Comparison compare(const LoadedList &oldList, const Load
         comparison.same += install.has(*record) ? 0 : 1;
     }
     for (const auto *record : install.all()) {
-        comparison.changes.push_back(changeOf<Traits>(*record, oldRecords.find(*record)));
+        comparison.changes.push_back(changeOf<Traits>(*record, oldRecords.find(*record), withRecords));
     }
     // A record of a name that stays is removed only to be installed anew, which is told already.
     for (const auto *record : remove.all()) {
         if (newRecords.find(*record) == nullptr) {
-            comparison.changes.push_back(removalOf<Traits>(*record));
+            comparison.changes.push_back(removalOf<Traits>(*record, withRecords));
         }
     }
     std::stable_sort(comparison.changes.begin(), comparison.changes.end(),
@@ -340,12 +346,12 @@ ExitStatus run(const Options &options, const Globals &globals)
     if (&kind == &linkListKind()) {
         warnUnlessSorted(oldList);
         warnUnlessSorted(newList);
-        comparison = compare<LinkTraits>(oldList, newList);
+        comparison = compare<LinkTraits>(oldList, newList, globals.json);
     } else {
         moveBelow(options.root, oldList);
         moveBelow(options.root, newList);
         const Progress progress("comparing", [&] { return installedBytes(oldList); });
-        comparison = compare<FileTraits>(oldList, newList);
+        comparison = compare<FileTraits>(oldList, newList, globals.json);
     }
     if (globals.json) {
         printJson(reportOf(options, kind, comparison));

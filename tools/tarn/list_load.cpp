@@ -124,6 +124,10 @@ LoadedList::LoadedList(const ListFile &file, const ListKind &listKind) : kind(li
     if (kind.load(path.c_str(), &head) != SWM_OK) {
         refuseList(*this, file);
     }
+    // The verdict is the library's; a platform of a device's own may take what ours refuses.
+    Examination &found = examination;
+    found.remarks.insert(found.remarks.end(), found.faults.begin(), found.faults.end());
+    found.remarkCount += found.faultCount;
 }
 
 std::vector<const SwmListNode *> LoadedList::nodes() const

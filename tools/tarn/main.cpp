@@ -110,7 +110,8 @@ std::vector<std::string> splitWords(int argc, char **argv, Globals &globals)
 int runTool(int argc, char **argv)
 {
     Globals globals;
-    CLI::App app("Builds, inspects, verifies and unpacks signed packages.", "tarn");
+    CLI::App app("Builds, inspects, verifies and unpacks signed packages; shows and compares what they install.",
+                 "tarn");
     app.set_version_flag("--version", "tarn " TARN_VERSION);
     app.require_subcommand(1);
     app.footer(kExitStatusHelp);
