@@ -34,6 +34,7 @@ protected:
         clearFaults();
         takeLog();
         const size_t descriptors = openDescriptors();
+        setScribble(true);
         failCall(call, nth, ENOMEM, origin);
         uint32_t count = kCapacity;
         *result = operation.run(&count);
@@ -80,42 +81,50 @@ protected:
 TEST_F(LineListFaultTest, ImageNames)
 {
     std::vector<ImageNameRecord> slots(kCapacity);
-    const std::map<Call, Results> expected = {{Call::Malloc, {F, F}},
-                                              {Call::SwmFopen, {F}},
-                                              {Call::Fclose, {0}},
-                                              {Call::Memset, {0, 0}},
-                                              {Call::Memcpy, {0, 0}}};
+    std::map<Call, Results> expected = {
+        {Call::Malloc, {F, F}},     {Call::SwmFopen, {F}},         {Call::Fclose, {0}},
+        {Call::Memset, {0, 0}},     {Call::Memcpy, {0, 0}},        {Call::SwmIsFileExist, {0}},
+        {Call::StringTrim, {F, F}}, {Call::IsSpaceString, {0, 0}}, {Call::IsStringEqual, {0}}};
     sweepAll({"file", [&](uint32_t *count) { return SWM_GetImageNameFromFile(images.c_str(), slots.data(), count); }, 2,
               expected});
-    sweepAll({"running board",
-              [&](uint32_t *count) { return SWM_GetImageNameFromSubPkgVersion("pkg", "1.0", slots.data(), count); }, 2,
-              expected});
+    expected[Call::GetVersionPath] = {0};
+    expected[Call::GetCpuId] = {0};
     sweepAll({"given board",
               [&](uint32_t *count) {
                   return SWM_GetImageNameByHardtypeFromSubPkgVer("1A", "pkg", "1.0", slots.data(), count);
               },
               2, expected});
+    expected[Call::GetBoardHardType] = {0};
+    sweepAll({"running board",
+              [&](uint32_t *count) { return SWM_GetImageNameFromSubPkgVersion("pkg", "1.0", slots.data(), count); }, 2,
+              expected});
 }
 
 TEST_F(LineListFaultTest, GatheredLinks)
 {
     std::vector<LinklistRecord> slots(kCapacity);
-    // Two links, the names for their number and then themselves, the link of an image.
+    // The links of the board, the names for their number and once more for themselves, the link of an image.
     sweepAll({"array",
               [&](uint32_t *count) {
                   return SWM_GetFileLinkRecordFromSubPkgVersion("1A", "pkg", "1.0", slots.data(), count);
               },
               3,
-              {{Call::Malloc, {F, F, F, F, F, F, F, F, F, F}},
+              {{Call::Malloc, Results(10, F)},
                {Call::SwmFopen, {F, F, F, F}},
                {Call::Fclose, {0, 0, 0, 0}},
                {Call::Memset, Results(11, 0)},
-               {Call::Memcpy, Results(8, 0)}}});
+               {Call::Memcpy, Results(8, 0)},
+               {Call::SwmIsFileExist, Results(5, 0)},
+               {Call::StringTrim, Results(7, F)},
+               {Call::TransString2Array, Results(3, F)},
+               {Call::GetVersionPath, {0, 0}},
+               {Call::GetDescPath, {0, 0}},
+               {Call::GetCpuId, {0, 0, 0}}}});
     sweepAll(
         {"number only",
          [&](uint32_t *count) { return SWM_GetFileLinkRecordFromSubPkgVersion("1A", "pkg", "1.0", nullptr, count); },
          3,
-         {{Call::Malloc, {F, F, F, F, F, F, F, F, F, F}}}});
+         {{Call::Malloc, Results(10, F)}}});
 }
 
 TEST_F(LineListFaultTest, FilesForTheLoader)
@@ -128,19 +137,84 @@ TEST_F(LineListFaultTest, FilesForTheLoader)
                {Call::SwmFopen, {F}},
                {Call::Fclose, {0}},
                {Call::Memset, {0, 0, 0, 0}},
-               {Call::Memcpy, {0, 0}}}});
+               {Call::Memcpy, {0, 0}},
+               {Call::StringTrim, {F, F}},
+               {Call::TransString2Array, {F, F}},
+               {Call::IsSpaceString, {0, 0}}}});
+}
+
+// Whatever a failed question leaves behind, the name has a 0.
+TEST_F(LineListFaultTest, HalfAnswersAboutTheBoardAreNotUsed)
+{
+    const auto nameAfterFailure = [&](Call call, auto build) {
+        char out[384] = "?";
+        setScribble(true);
+        failCall(call, 1);
+        build(out, static_cast<uint32_t>(sizeof(out)));
+        EXPECT_EQ(faultHit() ? 1u : 0u, takeLog().size());
+        return fs::path(out).filename().string();
+    };
+    const auto running = [](char *out, uint32_t size) { SWM_GetImageFilelistFullpath("pkg", "1.0", out, size); };
+    const auto given = [](char *out, uint32_t size) {
+        SWM_GetImageFilelistFullpathByHardtype("1A", "pkg", "1.0", out, size);
+    };
+    const auto links = [](char *out, uint32_t size) { SWM_GetLinkFilelistFullpath("1A", "pkg", "1.0", out, size); };
+    EXPECT_EQ(nameAfterFailure(Call::GetCpuId, running), "image_filelist_1A_00000000.txt");
+    EXPECT_EQ(nameAfterFailure(Call::GetBoardHardType, running), "image_filelist_0_00000003.txt");
+    EXPECT_EQ(nameAfterFailure(Call::GetCpuId, given), "image_filelist_1A_00000000.txt");
+    EXPECT_EQ(nameAfterFailure(Call::GetBoardHardType, given), "image_filelist_1A_00000003.txt") << "not asked for";
+    EXPECT_EQ(nameAfterFailure(Call::GetCpuId, links), "filelink_filelist_1A_00000000.txt");
+    EXPECT_EQ(nameAfterFailure(Call::GetBoardHardType, links), "filelink_filelist_1A_00000003.txt") << "not asked for";
+}
+
+TEST_F(LineListFaultTest, WhatThePlatformIsAsked)
+{
+    recordCalls({Call::SwmFopen, Call::SwmIsFileExist, Call::GetVersionPath, Call::GetDescPath, Call::GetCpuId,
+                 Call::GetBoardHardType});
+    uint32_t count = 0;
+    EXPECT_EQ(SWM_GetImageNameFromSubPkgVersion("pkg", "1.0", nullptr, &count), SWM_OK);
+    EXPECT_EQ(recordedCalls(),
+              (std::vector<std::string>{"SWM_GetCpuId", "SWM_GetBoardHardType",
+                                        "SWM_GetPkgPoolPackageVersionPath pkg 1.0 256",
+                                        "SWM_IsFileExist " + images.string(), "SWM_Fopen " + images.string() + " r"}));
+    recordCalls({Call::SwmFopen, Call::SwmIsFileExist, Call::GetBoardHardType});
+    EXPECT_EQ(SWM_GetFileLinkRecordFromSubPkgVersion("1A", "pkg", "1.0", nullptr, &count), SWM_OK);
+    const std::string board = (descDir / "filelink_filelist_1A_00000003.txt").string();
+    const std::string linux = (descDir / "linux_filelink_filelist.txt").string();
+    const std::string rtos = (descDir / "rtos_filelink_filelist.txt").string();
+    EXPECT_EQ(
+        recordedCalls(),
+        (std::vector<std::string>{"SWM_IsFileExist " + board, "SWM_Fopen " + board + " r",
+                                  "SWM_IsFileExist " + images.string(), "SWM_Fopen " + images.string() + " r",
+                                  "SWM_IsFileExist " + images.string(), "SWM_Fopen " + images.string() + " r",
+                                  "SWM_IsFileExist " + linux, "SWM_Fopen " + linux + " r", "SWM_IsFileExist " + rtos}));
+}
+
+TEST_F(LineListFaultTest, LinesThatCannotBeTrimmed)
+{
+    char line[] = " s /a ";
+    LinklistRecord record = untouchedRecord<LinklistRecord>();
+    failCall(Call::StringTrim, 1);
+    EXPECT_EQ(SWM_Trans2LinklistRecord(line, &record), F);
+    EXPECT_TRUE(isUntouched(record));
+    char biosLine[] = "d f a b 1 1";
+    BiosloadRecord biosRecord = untouchedRecord<BiosloadRecord>();
+    failCall(Call::StringTrim, 1);
+    EXPECT_EQ(SWM_Trans2BiosloadRecord(biosLine, &biosRecord), F);
+    EXPECT_TRUE(isUntouched(biosRecord));
+    EXPECT_TRUE(nothingLogged());
 }
 
 TEST_F(LineListFaultTest, LinesThatCannotBeSplit)
 {
-    failCall(Call::Malloc, 1, ENOMEM, Origin::Basic);
+    failCall(Call::TransString2Array, 1);
     char line[] = "s /a";
     LinklistRecord record = untouchedRecord<LinklistRecord>();
     EXPECT_EQ(SWM_Trans2LinklistRecord(line, &record), F);
     EXPECT_TRUE(faultHit());
     EXPECT_TRUE(isUntouched(record));
     EXPECT_TRUE(nothingLogged());
-    failCall(Call::Malloc, 1, ENOMEM, Origin::Basic);
+    failCall(Call::TransString2Array, 1);
     char biosLine[] = "d f a b 1 1";
     BiosloadRecord biosRecord = untouchedRecord<BiosloadRecord>();
     EXPECT_EQ(SWM_Trans2BiosloadRecord(biosLine, &biosRecord), F);

@@ -149,7 +149,13 @@ TEST_F(LinkListCompareTest, FailedAdditions)
          {{"s", "/a"}}},
         {"the rest of the old list", abc, {}, 2, SWM_FAIL, {}, {{"s", "/a"}}},
         {"the rest of the new list", {}, abc, 3, SWM_FAIL, {{"s", "/a"}, {"s", "/b"}}, {}},
-        {"of both rests only the first", {{"s", "/x"}, {"s", "/y"}}, {{"s", "/a"}}, 2, SWM_FAIL, {{"s", "/a"}}, {}},
+        {"the rest of the old list, after an addition",
+         {{"s", "/x"}, {"s", "/y"}},
+         {{"s", "/a"}},
+         2,
+         SWM_FAIL,
+         {{"s", "/a"}},
+         {}},
     };
     for (const Row &row : rows) {
         SCOPED_TRACE(row.name);
@@ -185,6 +191,10 @@ TEST_F(LinkListTest, AddingTheRestOfAList)
     EXPECT_EQ(links(), (Links{{"s", "/a"}, {"s", "/c"}}));
     EXPECT_EQ(SWM_AddSrcListNodeToDstListNode(&source.head, &list, &source.nodes[0]), SWM_OK);
     EXPECT_EQ(links(), (Links{{"s", "/a"}, {"s", "/c"}, {"s", "/b"}})) << "what is there stays, in its order";
+    list.clear();
+    ASSERT_EQ(read("s /b\ns /a\n"), SWM_OK);
+    EXPECT_EQ(SWM_AddSrcListNodeToDstListNode(&source.head, &list, &source.nodes[0]), SWM_OK);
+    EXPECT_EQ(links(), (Links{{"s", "/b"}, {"s", "/a"}, {"s", "/c"}})) << "in a list of any order";
     list.clear();
     failCall(Call::Malloc, 2, ENOMEM);
     EXPECT_EQ(SWM_AddSrcListNodeToDstListNode(&source.head, &list, &source.nodes[0]), SWM_FAIL);
