@@ -335,6 +335,16 @@ TEST_F(ListShowTest, WhatIsNoFileCannotBeRead)
     EXPECT_EQ(runTool({"list"}).status, 2);
 }
 
+TEST_F(ListShowTest, ListsEndAtTwoGibibytes)
+{
+    writeFile(path, "");
+    fs::resize_file(path, 0x7FFFFFFF); // takes no space
+    const Outcome outcome = runTool({"list", "show", path});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.err,
+              "tarn: " + path.string() + ": over 2 GiB, which no list is\n      next: name a record list\n");
+}
+
 TEST_F(ListShowTest, ListedDirectoriesAreNotCreated)
 {
     const fs::path made = dir / "made";

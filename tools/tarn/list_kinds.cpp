@@ -193,6 +193,71 @@ Json rpmJson(const SwmListNode &node)
     return json;
 }
 
+constexpr const char *kFileHeadings[] = {"pool name", "directory",   "file",         "mode",
+                                         "owner",     "option text", "digest begins"};
+constexpr const char *kLinkHeadings[] = {"link path", "link source"};
+constexpr const char *kImageHeadings[] = {"image"};
+constexpr const char *kBiosHeadings[] = {"file path", "type", "text 2", "text 3", "number", "text 6", "digest begins"};
+constexpr const char *kRpmHeadings[] = {"operation", "rpm", "file", "text"};
+
+constexpr ListKind kKinds[] = {
+    {"files",
+     "file list",
+     "board_filelist",
+     {kFileColumns, kFileCounts, 0},
+     fitsFiles,
+     SWM_GetAllRecordFromFilelistTxtNoCreateDir,
+     SWM_FreeFilelistTxtRecord,
+     "lllllll",
+     kFileHeadings,
+     fileCells,
+     fileNodeJson},
+    {"links",
+     "link list",
+     "filelink_filelist",
+     {kLinkColumns, kLinkCounts, kLineAtOnce},
+     fitsLinks,
+     SWM_GetAllRecordFromLinklist,
+     SWM_FreeLinklistRecord,
+     "ll",
+     kLinkHeadings,
+     linkCells,
+     linkNodeJson},
+    {"images",
+     "image list",
+     "image_filelist",
+     {kImageColumns, {}, kLineAtOnce},
+     fitsImages,
+     SWM_GetAllImageName,
+     SWM_FreeImageNameList,
+     "l",
+     kImageHeadings,
+     imageCells,
+     imageJson},
+    {"bios",
+     "firmware list",
+     nullptr,
+     {kBiosColumns, kBiosCounts, kLineAtOnce},
+     fitsBios,
+     SWM_GetAllBiosloadFileRecordInner,
+     SWM_FreeBiosLoadFileRecordList,
+     "lrllrll",
+     kBiosHeadings,
+     biosCells,
+     biosJson},
+    {"rpm",
+     "rpm list",
+     nullptr,
+     {kRpmColumns, kRpmCounts, kLineAtOnce},
+     fitsRpms,
+     SWM_GetAllRecordFromRpmlistTxt,
+     SWM_FreeRpmlistTxtRecord,
+     "llll",
+     kRpmHeadings,
+     rpmCells,
+     rpmJson},
+};
+
 } // namespace
 
 const FilelistTxtRecord &fileRecord(const SwmListNode &node)
@@ -244,81 +309,24 @@ Json linkJson(const LinklistRecord &record)
     return json;
 }
 
-const std::vector<ListKind> &listKinds()
+std::span<const ListKind> listKinds()
 {
-    static const std::vector<ListKind> kKinds = {
-        {"files",
-         "file list",
-         "board_filelist",
-         {kFileColumns, kFileCounts, 0},
-         fitsFiles,
-         SWM_GetAllRecordFromFilelistTxtNoCreateDir,
-         SWM_FreeFilelistTxtRecord,
-         "lllllll",
-         {"pool name", "directory", "file", "mode", "owner", "option text", "digest begins"},
-         fileCells,
-         fileNodeJson},
-        {"links",
-         "link list",
-         "filelink_filelist",
-         {kLinkColumns, kLinkCounts, kLineAtOnce},
-         fitsLinks,
-         SWM_GetAllRecordFromLinklist,
-         SWM_FreeLinklistRecord,
-         "ll",
-         {"link path", "link source"},
-         linkCells,
-         linkNodeJson},
-        {"images",
-         "image list",
-         "image_filelist",
-         {kImageColumns, {}, kLineAtOnce},
-         fitsImages,
-         SWM_GetAllImageName,
-         SWM_FreeImageNameList,
-         "l",
-         {"image"},
-         imageCells,
-         imageJson},
-        {"bios",
-         "firmware list",
-         nullptr,
-         {kBiosColumns, kBiosCounts, kLineAtOnce},
-         fitsBios,
-         SWM_GetAllBiosloadFileRecordInner,
-         SWM_FreeBiosLoadFileRecordList,
-         "lrllrll",
-         {"file path", "type", "text 2", "text 3", "number", "text 6", "digest begins"},
-         biosCells,
-         biosJson},
-        {"rpm",
-         "rpm list",
-         nullptr,
-         {kRpmColumns, kRpmCounts, kLineAtOnce},
-         fitsRpms,
-         SWM_GetAllRecordFromRpmlistTxt,
-         SWM_FreeRpmlistTxtRecord,
-         "llll",
-         {"operation", "rpm", "file", "text"},
-         rpmCells,
-         rpmJson},
-    };
     return kKinds;
 }
 
 const ListKind &fileListKind()
 {
-    return listKinds()[0];
+    return kKinds[0];
 }
 
 const ListKind &linkListKind()
 {
-    return listKinds()[1];
+    return kKinds[1];
 }
 
 const ListKind &imageListKind()
 {
-    return listKinds()[2];
+    return kKinds[2];
 }
 
 std::string listKindNames()
@@ -334,7 +342,7 @@ std::string listKindNames()
 std::string recordTable(const ListKind &kind, const std::vector<const SwmListNode *> &nodes)
 {
     Table table(kind.alignment);
-    table.add(kind.headings);
+    table.add({kind.headings.begin(), kind.headings.end()});
     for (const SwmListNode *node : nodes) {
         table.add(kind.cells(*node));
     }

@@ -1,6 +1,7 @@
 // The kinds of record lists. Line formats: docs/formats.md.
 #pragma once
 
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -21,12 +22,12 @@ struct ListKind {
     uint32_t (*load)(const char *path, SwmListHead *list);      // creates no directories
     void (*release)(SwmListHead *list);
     const char *alignment; // of the table that shows it
-    std::vector<std::string> headings;
+    std::span<const char *const> headings;
     std::vector<std::string> (*cells)(const SwmListNode &node);
     Json (*json)(const SwmListNode &node);
 };
 
-const std::vector<ListKind> &listKinds();
+std::span<const ListKind> listKinds();
 const ListKind &fileListKind();
 const ListKind &linkListKind();
 const ListKind &imageListKind();

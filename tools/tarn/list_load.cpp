@@ -73,7 +73,7 @@ ListFile::ListFile(std::string listPath) : path(std::move(listPath)), content(co
 
 const ListKind &kindByName(const std::string &typeName)
 {
-    const auto &kinds = listKinds();
+    const auto kinds = listKinds();
     const auto found =
         std::find_if(kinds.begin(), kinds.end(), [&](const ListKind &kind) { return typeName == kind.name; });
     if (found == kinds.end()) {

@@ -1,5 +1,6 @@
 // tarn list make: a file list from a directory tree.
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
 #include <grp.h>
 #include <memory>

@@ -180,6 +180,7 @@ void addListVerify(CLI::App &group, Globals &globals)
 {
     static constexpr CommandText kText = {
         "verify", "FILE", "Check every installed file of a file list; creates nothing",
+        "Symbolic links are followed as they stand, also below the DIR of --root.\n"
         "Exit status: 0 all as listed; 1 files are missing, damaged or of the wrong type, or no valid list; 2 wrong\n"
         "usage; 3 could not be checked."};
     const auto options = std::make_shared<Options>();
