@@ -39,7 +39,7 @@ std::atomic<SwmIniSection *> g_fakeProfile = nullptr;
 std::atomic<bool> g_scribbles = false;
 std::atomic<int64_t> g_fakeSize = 0;
 std::function<void(struct stat &)> g_changeStatus;
-std::atomic<uint64_t> g_recordedCalls = 0; // one bit each: asked before any constructor has run
+std::array<std::atomic<bool>, kCalls> g_recordedCalls; // asked before any constructor has run
 std::vector<std::string> g_records;
 std::atomic<ino_t> g_watched = 0;
 std::atomic<uint64_t> g_watchedBytes = 0;
@@ -100,10 +100,11 @@ bool strikesFrom(Call call, Origin origin)
     return false;
 }
 
-uint64_t bitOf(Call call)
+void forgetRecordedCalls()
 {
-    static_assert(kCalls <= 64);
-    return uint64_t{1} << static_cast<unsigned>(call);
+    for (auto &recorded : g_recordedCalls) {
+        recorded = false;
+    }
 }
 
 void disarm(Fault &fault)
@@ -145,6 +146,7 @@ const char *nameOf(Call call)
         "mutex unlock",
         "getpid",
         "sched_yield",
+        "fgets",
         "SWM_Open",
         "SWM_Fopen",
         "SWM_Read",
@@ -191,6 +193,11 @@ const char *nameOf(Call call)
         "SWM_PAT_GetPkgLoadFilePath",
         "SWM_GetCpuId",
         "SWM_GetBoardHardType",
+        "SWM_IniLoadProfileFromFileMem",
+        "SWM_IniProfileGetValue",
+        "SWM_IniGetValue",
+        "SWM_GetDirAndBaseName",
+        "SWM_IsPrefixString",
     };
     static_assert(std::size(kNames) == kCalls);
     return kNames[static_cast<size_t>(call)];
@@ -234,7 +241,7 @@ void clearFaults()
     g_scribbles = false;
     g_fakeSize = 0;
     g_changeStatus = nullptr;
-    g_recordedCalls = 0;
+    forgetRecordedCalls();
     g_records.clear();
     g_watched = 0;
     g_watchedBytes = 0;
@@ -279,16 +286,15 @@ void changeStatus(std::function<void(struct stat &)> change)
 void recordCalls(std::initializer_list<Call> calls)
 {
     g_records.clear();
-    uint64_t bits = 0;
+    forgetRecordedCalls();
     for (const Call call : calls) {
-        bits |= bitOf(call);
+        g_recordedCalls[static_cast<size_t>(call)] = true;
     }
-    g_recordedCalls = bits;
 }
 
 std::vector<std::string> recordedCalls()
 {
-    g_recordedCalls = 0;
+    forgetRecordedCalls();
     return std::exchange(g_records, {});
 }
 
@@ -380,7 +386,7 @@ void changeStatusOf(struct stat &status)
 
 bool isRecorded(Call call)
 {
-    return (g_recordedCalls & bitOf(call)) != 0;
+    return g_recordedCalls[static_cast<size_t>(call)];
 }
 
 void recordCall(Call call, const std::string &what)

@@ -35,6 +35,7 @@ enum class Call : unsigned {
     MutexUnlock,
     Getpid,
     SchedYield,
+    Fgets,
     // platform
     SwmOpen,
     SwmFopen,
@@ -82,6 +83,11 @@ enum class Call : unsigned {
     GetLoadPath,
     GetCpuId,
     GetBoardHardType,
+    IniLoadProfileFromFileMem,
+    IniProfileGetValue,
+    IniGetValue,
+    GetDirAndBaseName,
+    IsPrefixString,
     Count
 };
 
@@ -107,7 +113,7 @@ unsigned callCount(Call call, Origin origin = Origin::Boot);
 void setFaultResult(long result);
 // The process id that libtarn_boot sees; 0: the real one.
 void setFakePid(pid_t pid);
-// The profile that SWM_IniLoadProfile returns in place of a real one.
+// The profile that the two loaders return in place of a real one.
 void setFakeProfile(SwmIniSection *profile);
 // Failed platform calls leave something in their outputs all the same.
 void setScribble(bool scribbles);

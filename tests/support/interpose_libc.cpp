@@ -309,3 +309,28 @@ TARN_HOOK int hookSchedYield()
     recordPlain(Call::SchedYield, TARN_CALLER);
     return strikes(Call::SchedYield, TARN_CALLER) ? -1 : real();
 }
+
+namespace {
+
+// As after a failed read of the file behind it.
+char *failedRead(FILE *stream)
+{
+    stream->_flags |= _IO_ERR_SEEN;
+    return nullptr;
+}
+
+} // namespace
+
+TARN_HOOK char *hookFgets(char *line, int size, FILE *stream) asm("fgets");
+TARN_HOOK char *hookFgets(char *line, int size, FILE *stream)
+{
+    static auto *const real = realOf<char *(char *, int, FILE *)>("fgets");
+    return strikes(Call::Fgets, TARN_CALLER) ? failedRead(stream) : real(line, size, stream);
+}
+
+TARN_HOOK char *hookFgetsChk(char *line, size_t room, int size, FILE *stream) asm("__fgets_chk");
+TARN_HOOK char *hookFgetsChk(char *line, size_t room, int size, FILE *stream)
+{
+    static auto *const real = realOf<char *(char *, size_t, int, FILE *)>("__fgets_chk");
+    return strikes(Call::Fgets, TARN_CALLER) ? failedRead(stream) : real(line, room, size, stream);
+}
