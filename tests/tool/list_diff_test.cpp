@@ -135,7 +135,7 @@ TEST_F(ListDiffTest, DirectoriesInPlaceDoNotCount)
     const Outcome outcome = files(record, record);
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(outcome.out,
-              counts("file lists, 0 added, 0 removed, 0 modified, 0 refreshed, 0 the same, 1 directories in place"));
+              counts("file lists, 0 added, 0 removed, 0 modified, 0 refreshed, 0 the same, 1 directory in place"));
     EXPECT_EQ(report(record, record)["install"], Json({"sub"}));
     fs::remove(root / "opt/sub");
     EXPECT_EQ(report(record, record)["changes"][0]["reason"], "file missing");

@@ -313,7 +313,10 @@ void printReport(const Options &options, const ListKind &kind, const Comparison 
     const size_t listed = comparison.count(Kind::Listed);
     printOut(escaped(options.oldList) + " -> " + escaped(options.newList) + ": " + kind.title + "s, " + counts +
              std::to_string(comparison.same) + " the same" +
-             (listed == 0 ? "" : ", " + std::to_string(listed) + " directories in place") + "\n");
+             (listed == 0   ? ""
+              : listed == 1 ? ", 1 directory in place"
+                            : ", " + std::to_string(listed) + " directories in place") +
+             "\n");
 }
 
 // ---- The command ----
@@ -368,7 +371,8 @@ void addListDiff(CLI::App &group, Globals &globals)
     static constexpr CommandText kText = {
         "diff", "OLD NEW", "Show what differs between two file lists or link lists, and on the disk",
         "Files of equal digest are looked at where the old list has them: a missing file counts as added, a damaged\n"
-        "one as modified, one with option text as refreshed. Directories are only reported when they are not there.\n"
+        "one as modified, one with option text as refreshed. Owner, mode and what else a line has are not compared.\n"
+        "Directories are only reported when they are not there.\n"
         "Exit status: 0 nothing differs; 1 something does, or no valid list; 2 wrong usage; 3 could not be compared."};
     const auto options = std::make_shared<Options>();
     Command command(group, globals, kText, [options, &globals] { return run(*options, globals); });
