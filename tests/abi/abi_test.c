@@ -2,8 +2,6 @@
  * The binary interface as a C program sees it: every public header compiles as C11, every record has its documented
  * size and offsets, every exported operation links.
  */
-#include <assert.h>
-#include <stddef.h>
 #include <stdio.h>
 #include <string.h>
 
@@ -12,10 +10,7 @@
 #include <tarn_boot/container.h>
 #include <tarn_boot/tarn_boot.h>
 
-#define SIZE(type, size) static_assert(sizeof(type) == (size), #type)
-#define FIELD(type, field, offset, size)                                                                               \
-    static_assert(offsetof(type, field) == (offset) && sizeof(((type *)0)->field) == (size), #type "." #field)
-#define VALUE(name, value) static_assert((name) == (value) && sizeof(name) == sizeof(uint32_t), #name)
+#include "abi_check.h"
 
 VALUE(SWM_OK, 0u);
 VALUE(SWM_FAIL, 0xFFFFFFFFu);
