@@ -4,11 +4,12 @@
 //     record_lists load LIST            loads a list and prints the memory it takes
 //     record_lists phases OLD NEW       where the time of `update` goes
 //     record_lists growth               time per record over the length of the lists
+//     record_lists time update OLD NEW  the median seconds of `update`, repeated in one process
+//     record_lists time links LIST      the same for reading a link list
 #include <cstring>
 #include <filesystem>
 #include <string>
 #include <sys/resource.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <tarn_boot/records.h>
@@ -109,38 +110,54 @@ void printPhases(const std::string &oldPath, const std::string &newPath)
            reading, appended - reading, loading, median(phases[1]), releasing);
 }
 
-// The work runs in a process of its own, so that no run finds the memory of a larger one before it.
-template <class Work> double inChild(Work work)
+// One measurement in a new process, so that no run finds the memory of a larger one before it.
+double inNewProcess(const std::string &arguments)
 {
-    int ends[2];
-    require(pipe(ends) == 0, "pipe");
-    const pid_t child = fork();
-    require(child >= 0, "fork");
-    if (child == 0) {
-        const double result = work();
-        _exit(write(ends[1], &result, sizeof(result)) == sizeof(result) ? 0 : 1);
+    const std::string self = std::filesystem::read_symlink("/proc/self/exe");
+    FILE *output = popen(("'" + self + "' time " + arguments).c_str(), "r");
+    require(output != nullptr, "a new process can be started");
+    double seconds = 0;
+    require(fscanf(output, "%lf", &seconds) == 1 && pclose(output) == 0, arguments.c_str());
+    return seconds;
+}
+
+struct Growth {
+    std::vector<std::vector<double>> seconds; // one row per size
+    std::vector<std::vector<double>> ratios;  // to the first size, of the same round
+};
+
+// The sizes take turns, so that whatever else the machine does meets them all.
+Growth measureGrowth(const std::vector<std::string> &arguments)
+{
+    Growth growth;
+    growth.seconds.resize(arguments.size());
+    growth.ratios.resize(arguments.size());
+    for (size_t round = 0; round < kRuns; ++round) {
+        for (size_t i = 0; i < arguments.size(); ++i) {
+            const double seconds = inNewProcess(arguments[i]);
+            growth.seconds[i].push_back(seconds);
+            growth.ratios[i].push_back(seconds / growth.seconds[0].back());
+        }
     }
-    close(ends[1]);
-    double result = 0;
-    require(read(ends[0], &result, sizeof(result)) == sizeof(result), "a measurement arrives");
-    close(ends[0]);
-    require(waitpid(child, nullptr, 0) == child, "waitpid");
-    return result;
+    return growth;
 }
 
 void printUpdateGrowth(const std::filesystem::path &dir)
 {
-    const std::string oldPath = dir / "old";
-    const std::string newPath = dir / "new";
-    double first = 0;
+    constexpr size_t kSizes[] = {1000, 10000, 200000};
     puts("time per record of loading, comparing and releasing two lists");
-    for (const size_t count : {1000, 10000, 200000}) {
-        writeFileLists(oldPath, newPath, count, Order::Shuffled);
-        const size_t runs = std::max(kRuns, 200000 / count);
-        const double seconds = inChild([&] { return medianSecondsOf(runs, [&] { update(oldPath, newPath); }); });
-        const double each = seconds * 1e9 / static_cast<double>(2 * count);
-        first = first == 0 ? each : first;
-        printf("  %7zu records: %6.0f ns each, ratio %.2f\n", count, each, each / first);
+    std::vector<std::string> arguments;
+    for (const size_t size : kSizes) {
+        const std::string oldPath = dir / ("old" + std::to_string(size));
+        const std::string newPath = dir / ("new" + std::to_string(size));
+        writeFileLists(oldPath, newPath, size, Order::Shuffled);
+        arguments.push_back("update " + oldPath + " " + newPath);
+    }
+    const Growth growth = measureGrowth(arguments);
+    for (size_t i = 0; i < std::size(kSizes); ++i) {
+        const double records = static_cast<double>(2 * kSizes[i]);
+        printf("  %7zu records: %6.0f ns each, ratio %.2f\n", kSizes[i], median(growth.seconds[i]) * 1e9 / records,
+               median(growth.ratios[i]) * static_cast<double>(kSizes[0]) / static_cast<double>(kSizes[i]));
     }
 }
 
@@ -159,23 +176,27 @@ void printSortedCost(const std::filesystem::path &dir)
            median(sorted) / median(appended));
 }
 
+void readLinks(const std::string &path)
+{
+    SwmListHead list = {};
+    require(SWM_GetAllRecordFromLinklist(path.c_str(), &list) == SWM_OK && list.count > 0, "the links can be read");
+    SWM_FreeLinklistRecord(&list);
+}
+
 void printLinkGrowth(const std::filesystem::path &dir)
 {
-    const std::string path = dir / "links";
-    double first = 0;
+    constexpr size_t kSizes[] = {10000, 100000};
     puts("reading and releasing a link list");
-    for (const size_t count : {10000, 100000}) {
-        writeLinkList(path, count);
-        const double seconds = inChild([&] {
-            return medianSecondsOf(3 * kRuns, [&] {
-                SwmListHead list = {};
-                require(SWM_GetAllRecordFromLinklist(path.c_str(), &list) == SWM_OK && list.count == count,
-                        "the links can be read");
-                SWM_FreeLinklistRecord(&list);
-            });
-        });
-        first = first == 0 ? seconds : first;
-        printf("  %7zu links: %6.2f ms, ratio %.2f\n", count, seconds * 1e3, seconds / first);
+    std::vector<std::string> arguments;
+    for (const size_t size : kSizes) {
+        const std::string path = dir / ("links" + std::to_string(size));
+        writeLinkList(path, size);
+        arguments.push_back("links " + path);
+    }
+    const Growth growth = measureGrowth(arguments);
+    for (size_t i = 0; i < std::size(kSizes); ++i) {
+        printf("  %7zu links: %6.2f ms, ratio %.2f\n", kSizes[i], median(growth.seconds[i]) * 1e3,
+               median(growth.ratios[i]));
     }
 }
 
@@ -203,11 +224,16 @@ int main(int argc, char **argv)
         printMemory(argv[2]);
     } else if (command == "phases" && argc == 4) {
         printPhases(argv[2], argv[3]);
+    } else if (command == "time" && argc == 5 && strcmp(argv[2], "update") == 0) {
+        printf("%.9f\n", medianSecondsOf(kRuns, [&] { update(argv[3], argv[4]); }));
+    } else if (command == "time" && argc == 4 && strcmp(argv[2], "links") == 0) {
+        printf("%.9f\n", medianSecondsOf(kRuns, [&] { readLinks(argv[3]); }));
     } else if (command == "growth" && argc == 2) {
         setvbuf(stdout, nullptr, _IOLBF, 0);
         printGrowth();
     } else {
-        fputs("usage: record_lists make COUNT OLD NEW | update OLD NEW | load LIST | phases OLD NEW | growth\n",
+        fputs("usage: record_lists make COUNT OLD NEW | update OLD NEW | load LIST | phases OLD NEW | growth | "
+              "time update OLD NEW | time links LIST\n",
               stderr);
         return 2;
     }
