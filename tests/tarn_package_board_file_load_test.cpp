@@ -126,6 +126,11 @@ TEST_F(LoadContentTest, FailuresOfTheFile)
         expectRefused(path, notRead());
     }
     EXPECT_EQ(callCount(Call::CanonicalClose), 5u);
+    bool silent = false;
+    onCall(Call::CanonicalClose, 1, [&] { silent = takeLog().empty(); });
+    failCallToo(Call::ReadFile, 1);
+    expectRefused(path, notRead());
+    EXPECT_TRUE(silent) << "closed before the result is looked at";
     failCall(Call::CanonicalClose, 1);
     EXPECT_EQ(read(path), SWM_OK) << "what was read counts";
     EXPECT_TRUE(nothingLogged());
