@@ -173,7 +173,7 @@ TARN_BOOT_API uint32_t SWM_GetAllRecordNeedUpdate(const SwmListHead *oldList, co
 /*
  * Path of the board file list of a package version, for the running board or a given hardware type; always 0. What the
  * platform cannot tell (processor id, hardware type) is 0 in the name. Cut to outSize - 1, which only the first warns
- * about. A null hardware type gives "".
+ * about. A null hardware type gives "" and an error line.
  */
 TARN_BOOT_API uint32_t SWM_GetBoardFilelistFullpath(const char *pkgName, const char *pkgVer, char *out,
                                                     uint32_t outSize) TARN_BOOT_NOEXCEPT;

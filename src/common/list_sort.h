@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <memory>
 #include <span>
 #include <utility>
 
@@ -30,7 +31,8 @@ public:
 
     explicit LaterFirstSort(SwmListHead &head) : nodes(head), sentinel(reinterpret_cast<SwmListNode *>(&head)) {}
 
-    // `room`, of `size` bytes, is for the table and overwritten. Where it is too small the time is not n log n.
+    // In n log n when `room`, of `size` bytes, holds the table; else by inserting one after the other. It is
+    // overwritten.
     void run(void *room, size_t size)
     {
         size_t common = 0;
@@ -54,11 +56,10 @@ private:
 
     void insertAnew()
     {
-        SwmListHead head = {};
-        RecordList<Node> unsorted(head);
-        unsorted.takeAll(nodes);
-        while (!unsorted.empty()) {
-            HeapBlock<Node> node = unsorted.takeFirst();
+        LocalList<Node> unsorted;
+        unsorted.records.takeAll(nodes);
+        while (!unsorted.records.empty()) {
+            HeapBlock<Node> node = unsorted.records.takeFirst();
             const char *key = Family::key(node->record);
             Node *next = nodes.find([key](const Node &old) { return strcmp(key, Family::key(old.record)) <= 0; });
             if (next != nullptr) {
@@ -91,12 +92,12 @@ private:
         return count;
     }
 
-    // While the table is sorted the backward links hold the nodes' places.
+    // While the table is sorted the backward links hold the nodes' places; nothing in between can fail.
     void fill(std::span<Entry> table) const
     {
         SwmListNode *node = sentinel->next;
         for (size_t place = 0; place < table.size(); ++place) {
-            table[place].node = node;
+            std::construct_at(&table[place], Entry{.firstBytes = 0, .nextBytes = 0, .node = node});
             node->prev = reinterpret_cast<SwmListNode *>(place);
             node = node->next;
         }

@@ -89,7 +89,7 @@ public:
     void insertBefore(Record &position, HeapBlock<Record> record) { linkBefore(&position.links, std::move(record)); }
 
     // Moves all of the other list's records, in their order, behind this list's.
-    void takeAll(RecordList other)
+    void takeAll(RecordList &other)
     {
         if (!other.empty()) {
             prepare();
@@ -152,6 +152,20 @@ private:
     uint32_t oldCount() const { return count != nullptr ? *count : 0; }
 
     uint32_t *count = nullptr; // null: nothing is counted
+};
+
+// A list of the library's own, released at the end. Its head's links are never written as a SwmListHead's.
+template <class Record> struct LocalList {
+    SwmListHead head;
+    RecordList<Record> records{head};
+
+    LocalList() { records.initialise(); }
+    LocalList(const LocalList &) = delete;
+    ~LocalList()
+    {
+        const ErrnoKeeper keeper;
+        records.release();
+    }
 };
 
 } // namespace tarn

@@ -107,15 +107,14 @@ uint32_t SWM_GetAllBiosloadFileRecord(const char *path, BiosloadRecord *records,
     if (isNullOrEmpty(path) || count == nullptr) {
         return BASE_FAIL("SWM_GetAllBiosloadFileRecord: get null param.");
     }
-    SwmListHead list = {};
-    if (SWM_GetAllBiosloadFileRecordInner(path, &list) != SWM_OK) {
+    LocalList<BiosloadNode> list;
+    if (SWM_GetAllBiosloadFileRecordInner(path, &list.head) != SWM_OK) {
         return BASE_FAIL("Get all bioaload record from file[%s] unsuccessfully", path);
     }
-    const uint32_t status = copyRecords<BiosloadNode>(list, records, *count);
+    const uint32_t status = copyRecords<BiosloadNode>(list.head, records, *count);
     if (status == SWM_E_BUFFER_SMALL) {
         BASE_WARNING("Biosload record buffer count is not enough, buffer count = %u, record count = %u", *count,
                      *count);
     }
-    SWM_FreeBiosLoadFileRecordList(&list);
     return status;
 }

@@ -207,11 +207,7 @@ uint32_t SwmLoadFileLineToList(char *line, SwmListHead *list, SwmFilelistCompare
 
 int32_t SWM_ComparebyPoolname(const FilelistTxtRecord *a, const FilelistTxtRecord *b) noexcept
 {
-    if (a == nullptr || b == nullptr) {
-        BASE_ERROR("SWM_ComparebyPoolname: get null param.");
-        return 0;
-    }
-    const int order = strcmp(a->poolName, b->poolName);
+    const int order = a != nullptr && b != nullptr ? strcmp(a->poolName, b->poolName) : 0;
     return order < 0 ? -1 : static_cast<int32_t>(order > 0);
 }
 
@@ -286,7 +282,9 @@ void SWM_GetBaseBoardFileInfo(char *const *columns, uint32_t columnCount, Fileli
     if (columnCount > 0) {
         // Text that is no digest leaves zeroes, which no file answers to.
         clearBytes(record->digest, sizeof(record->digest));
-        static_cast<void>(SWM_GetShaVal(columns[0], record->digest, sizeof(record->digest)));
+        if (SWM_GetShaVal(columns[0], record->digest, sizeof(record->digest)) != 0) {
+            clearBytes(record->digest, sizeof(record->digest));
+        }
     }
     print(record->entryName, 1);
     print(record->installDir, 2);
@@ -328,8 +326,11 @@ uint32_t SWM_UpdateFileListRecodeByType(FilelistTxtRecord *record, const char *t
     case 8:
         return printFirstPiece(record->group, text, __func__);
     case 9:
-        record->mode = static_cast<uint32_t>(strtol(text, nullptr, 8));
-        return record->mode != 0 ? SWM_OK : SWM_FAIL;
+        if (const auto mode = static_cast<uint32_t>(strtol(text, nullptr, 8)); mode != 0) {
+            record->mode = mode;
+            return SWM_OK;
+        }
+        return SWM_FAIL;
     case 10:
         printField(record->col10Text, text);
         return SWM_OK;
@@ -546,6 +547,8 @@ uint32_t askImageNames(const char *hardType, const char *pkgName, const char *pk
             LOCPKG_ERROR("Malloc image name buffer unsuccessfully, errno = %d", errno);
             return SWM_FAIL;
         }
+        // A name whose copy fails is only warned about: it must end all the same.
+        memset(names.get(), 0, count * sizeof(ImageNameRecord));
         status = SWM_GetImageNameByHardtypeFromSubPkgVer(hardType, pkgName, pkgVer, names.get(), &count);
     }
     if (status != SWM_OK) {
@@ -590,10 +593,10 @@ uint32_t SWM_MergeCurrImageBoardFileRecord(const char *path, SwmListHead *list) 
     if (SWM_IsFileExist(path) == 0) {
         return SWM_OK;
     }
-    SwmListHead merged = {};
-    if (SWM_GetAllRecordFromFilelistTxt(path, &merged) != SWM_OK) {
+    LocalList<FilelistTxtNode> merged;
+    if (SWM_GetAllRecordFromFilelistTxt(path, &merged.head) != SWM_OK) {
         return BASE_FAIL("Get board filelist record from file[%s] unsuccessfully", path);
     }
-    FileList(*list).takeAll(FileList(merged));
+    FileList(*list).takeAll(merged.records);
     return SWM_OK;
 }

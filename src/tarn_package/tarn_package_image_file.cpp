@@ -139,15 +139,14 @@ uint32_t SWM_GetImageNameFromFile(const char *path, ImageNameRecord *names, uint
         *count = 0;
         return SWM_OK;
     }
-    SwmListHead list = {};
-    if (SWM_GetAllImageName(path, &list) != SWM_OK) {
+    LocalList<ImageNameNode> list;
+    if (SWM_GetAllImageName(path, &list.head) != SWM_OK) {
         return BASE_FAIL("Get all image name record from file[%s] unsuccessfully", path);
     }
-    const uint32_t status = copyRecords<ImageNameNode>(list, names, *count);
+    const uint32_t status = copyRecords<ImageNameNode>(list.head, names, *count);
     if (status == SWM_E_BUFFER_SMALL) {
         BASE_WARNING("Image name buffer count is not enough, buffer count = %u, record count = %u", *count, *count);
     }
-    SWM_FreeImageNameList(&list);
     return status;
 }
 

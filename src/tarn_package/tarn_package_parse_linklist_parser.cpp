@@ -182,12 +182,12 @@ uint32_t SWM_MergeCurrLinkFilelistRecord(const char *path, SwmListHead *list) no
     if (SWM_IsFileExist(path) == 0) {
         return SWM_OK;
     }
-    SwmListHead merged = {};
-    if (SWM_GetAllRecordFromLinklist(path, &merged) != SWM_OK) {
+    LocalList<LinklistNode> merged;
+    if (SWM_GetAllRecordFromLinklist(path, &merged.head) != SWM_OK) {
         // The words of board file lists, which this message is shared with.
         return BASE_FAIL("Get board filelist record from file[%s] unsuccessfully", path);
     }
-    LinkList(*list).takeAll(LinkList(merged));
+    LinkList(*list).takeAll(merged.records);
     return SWM_OK;
 }
 
@@ -252,23 +252,18 @@ uint32_t SWM_GetFileLinkRecordFromSubPkgVersion(const char *hardType, const char
     if (isNullOrEmpty(pkgName) || pkgVer == nullptr || count == nullptr) {
         return BASE_FAIL("SWM_GetFileLinkRecordFromSubPkgVersion: get null param.");
     }
-    SwmListHead list = {};
-    LinkList links(list);
-    links.initialise();
+    LocalList<LinklistNode> links;
     char path[kPathSize] = "";
     SWM_GetLinkFilelistFullpath(hardType, pkgName, pkgVer, path, sizeof(path));
-    if (SWM_IsFileExist(path) != 0 && SWM_GetAllRecordFromLinklist(path, &list) != SWM_OK) {
+    if (SWM_IsFileExist(path) != 0 && SWM_GetAllRecordFromLinklist(path, &links.head) != SWM_OK) {
         return BASE_FAIL("Get all record from file[%s] unsuccessfully", path);
     }
-    if (SWM_MergeLinkFilelistRecordFromImageList(hardType, pkgName, pkgVer, &list) != SWM_OK) {
-        BASE_ERROR("Get all record from image board filelist unsuccessfully");
-        links.release();
-        return SWM_FAIL;
+    if (SWM_MergeLinkFilelistRecordFromImageList(hardType, pkgName, pkgVer, &links.head) != SWM_OK) {
+        return BASE_FAIL("Get all record from image board filelist unsuccessfully");
     }
-    const uint32_t status = copyRecords<LinklistNode>(list, records, *count);
+    const uint32_t status = copyRecords<LinklistNode>(links.head, records, *count);
     if (status == SWM_E_BUFFER_SMALL) {
         BASE_WARNING("Link filelist record buffer is not enough, buffer count = %u, record count = %u", *count, *count);
     }
-    links.release();
     return status;
 }

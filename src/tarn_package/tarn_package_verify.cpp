@@ -409,15 +409,12 @@ uint32_t SWM_VerifyFilesInBoardFileList(const char *boardFileListPath) noexcept
     if (isNullOrEmpty(boardFileListPath)) {
         return SWM_FAIL;
     }
-    SwmListHead files = {};
-    RecordList<FilelistTxtNode>(files).initialise();
+    LocalList<FilelistTxtNode> files;
     // Loading creates the directories that the list names, here too: callers rely on it.
-    uint32_t status = kBadList;
-    if (SWM_GetAllRecordFromFilelistTxt(boardFileListPath, &files) == SWM_OK) {
-        status = ConstRecordList<FilelistTxtNode>(files).empty() ? SWM_E_PARAM : verifyFiles(files, __func__);
+    if (SWM_GetAllRecordFromFilelistTxt(boardFileListPath, &files.head) != SWM_OK) {
+        return kBadList;
     }
-    SWM_FreeFilelistTxtRecord(&files);
-    return status;
+    return files.records.empty() ? SWM_E_PARAM : verifyFiles(files.head, __func__);
 }
 
 uint32_t SWM_VerifyDigitalSignatureFileList(const char *directory) noexcept
