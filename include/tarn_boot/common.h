@@ -45,6 +45,8 @@ typedef struct SwmListHead {
 
 struct SwmIniKey;     /* <tarn_basic/ini.h> */
 struct SwmIniSection; /* <tarn_basic/ini.h> */
+struct _xmlDoc;       /* <libxml/tree.h> */
+struct _xmlNode;      /* <libxml/tree.h> */
 
 #ifdef __cplusplus
 }

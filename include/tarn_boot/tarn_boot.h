@@ -20,6 +20,7 @@
 
 #include <tarn_boot/common.h>
 #include <tarn_boot/container.h>
+#include <tarn_boot/database.h>
 #include <tarn_boot/descriptor.h>
 #include <tarn_boot/records.h>
 #include <tarn_boot/verification.h>

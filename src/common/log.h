@@ -39,6 +39,12 @@ private:
 #define COMMON_ERROR(text, ...) TARN_LOG_ERROR("SWM_COMMON", text __VA_OPT__(, ) __VA_ARGS__)
 #define COMMON_WARNING(text, ...)                                                                                      \
     TARN_LOG(SWM_LOG_WARNING, "[BOOT][SWM_COMMON][WARNING]: " text __VA_OPT__(, ) __VA_ARGS__)
+// The database's lines carry no place, errors neither.
+#define XML_LOG(level, name, text, ...) TARN_LOG(level, "[BOOT][SWM_XML][" name "]: " text __VA_OPT__(, ) __VA_ARGS__)
+#define XML_ERROR(...) XML_LOG(SWM_LOG_ERROR, "ERROR", __VA_ARGS__)
+#define XML_WARNING(...) XML_LOG(SWM_LOG_WARNING, "WARNING", __VA_ARGS__)
+#define XML_INFO(...) XML_LOG(SWM_LOG_INFO, "INFO", __VA_ARGS__)
 
 // Error and status in one: `if (count > kMaxMembers) return BASE_FAIL("...", count);`
 #define BASE_FAIL(...) (BASE_ERROR(__VA_ARGS__), SWM_FAIL)
+#define XML_FAIL(...) (XML_ERROR(__VA_ARGS__), SWM_FAIL)
