@@ -261,6 +261,24 @@ TARN_BOOT_API uint32_t SWM_DelModPackageInfo(const char *path, const char *pkgNa
  */
 TARN_BOOT_API uint32_t SWM_ParseXmlBasePkgName(const char *path, char *buffer, uint32_t length) TARN_BOOT_NOEXCEPT;
 
+/* ---- Backups and boot markers ------------------------------------------------------------------------------------ */
+
+/* "<directory>bak", cut to length - 1, when that directory exists; 1 otherwise. */
+TARN_BOOT_API uint32_t SWM_GetBackupPath(const char *directory, char *buffer, uint32_t length) TARN_BOOT_NOEXCEPT;
+/*
+ * Copies the file into the backup directory of its own directory, over an earlier backup. SWM_E_PARAM: no path;
+ * SWM_E_FILE_MISSING; SWM_E_NO_BACKUP_DIR, which is never made; else the platform's code for the copy.
+ */
+TARN_BOOT_API uint32_t SWM_BackupFile(const char *filePath) TARN_BOOT_NOEXCEPT;
+/* Removes that backup while the file itself is there. Always 0. */
+TARN_BOOT_API uint32_t SWM_DelExistBackupFile(const char *filePath) TARN_BOOT_NOEXCEPT;
+/* "<version directory of the package>/bootlocal", cut to length - 1. Always 0. */
+TARN_BOOT_API uint32_t SWM_GetPkgBootlocalPath(const char *pkgName, const char *pkgVer, char *buffer,
+                                               uint32_t length) TARN_BOOT_NOEXCEPT;
+/* Create the marker (user "swm", group "quorim", ids 2000 and 2001 when unknown; mode 0640), or remove it. */
+TARN_BOOT_API uint32_t SWM_CreatePkgBootlocalFile(const char *pkgName, const char *pkgVer) TARN_BOOT_NOEXCEPT;
+TARN_BOOT_API uint32_t SWM_RemovePkgBootlocalFile(const char *pkgName, const char *pkgVer) TARN_BOOT_NOEXCEPT;
+
 #ifdef __cplusplus
 }
 #endif

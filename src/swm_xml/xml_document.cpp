@@ -76,6 +76,13 @@ XmlDocument emptyDatabase()
     return quiet.outOfMemory() ? nullptr : std::move(document);
 }
 
+void makeEmpty(char *buffer, uint32_t length)
+{
+    if (length > 0) {
+        *buffer = '\0';
+    }
+}
+
 // The parent of node/firstName/secondName.
 xmlNode *holderOf(xmlNode *node, const char *firstName, const char *secondName)
 {
@@ -172,15 +179,15 @@ void SWM_ParseOverString(xmlDoc *doc, xmlNode *node, char *buffer, uint32_t leng
     const XmlText text = childrenText(doc, node);
     if (!text) {
         XML_ERROR("[XML]: Parse node '%s' value fail!", nameOf(node));
-    } else if (length == 0 || strncpy_s(buffer, length, reinterpret_cast<const char *>(text.get()), length - 1) != 0) {
-        XML_ERROR("[XML]: strncpy_s node '%s' value fail!", nameOf(node));
-    } else {
-        buffer[length - 1] = '\0';
+        makeEmpty(buffer, length);
         return;
     }
-    if (length > 0) {
-        buffer[0] = '\0';
+    if (length == 0 || strncpy_s(buffer, length, reinterpret_cast<const char *>(text.get()), length - 1) != 0) {
+        XML_ERROR("[XML]: strncpy_s node '%s' value fail!", nameOf(node));
+        makeEmpty(buffer, length);
+        return;
     }
+    buffer[length - 1] = '\0';
 }
 
 uint32_t SWM_GetChildNodeContent(xmlNode *node, const char *childName, char *buffer, uint32_t length) noexcept
@@ -196,9 +203,7 @@ uint32_t SWM_GetChildNodeContent(xmlNode *node, const char *childName, char *buf
     // A text too long reads as "", not as its beginning, which could be another's name: callers rely on it.
     if (strcpy_s(buffer, length, reinterpret_cast<const char *>(text.get())) != 0) {
         COMMON_WARNING("strcpy failed: %s, line: %d", __func__, __LINE__);
-        if (length > 0) {
-            buffer[0] = '\0';
-        }
+        makeEmpty(buffer, length);
     }
     return SWM_OK;
 }

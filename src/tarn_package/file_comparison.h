@@ -21,7 +21,7 @@ struct FileFamily {
 // for the end of a path component: callers rely on it.
 inline bool isPatchLinkAstray(const char *path)
 {
-    if (SWM_IsSymlinkFile(path) != 1 || strstr(path, "patch/") == nullptr) {
+    if (strstr(path, "patch/") == nullptr || SWM_IsSymlinkFile(path) != 1) {
         return false;
     }
     char dir[256] = "";

@@ -359,7 +359,7 @@ uint32_t createListedDirs(const SwmListHead &list, bool custom, const char *func
         if (dir.isDir == 0) {
             continue;
         }
-        char path[kPathSize];
+        char path[kPathSize] = "";
         const int length = snprintf_s(path, sizeof(path), sizeof(path) - 1, "%s/%s", dir.installDir, dir.fileName);
         if (!custom) {
             warnIfCut(length, function);
@@ -451,7 +451,7 @@ uint32_t SWM_GetTxtRecordUpdateType(const FilelistTxtRecord *oldRecord, const Fi
     if (memcmp(oldRecord->digest, newRecord->digest, sizeof(oldRecord->digest)) != 0) {
         return UPDATE_MODIFY;
     }
-    char path[kPathSize];
+    char path[kPathSize] = "";
     warnIfCut(snprintf_s(path, sizeof(path), sizeof(path) - 1, "%s/%s", oldRecord->installDir, oldRecord->fileName));
     if (SWM_IsFileExist(path) == 0 || isPatchLinkAstray(path)) {
         return UPDATE_ADD;
@@ -574,7 +574,7 @@ uint32_t SWM_MergeAllImageBoardFileRecord(const char *hardType, const char *pkgN
     char dir[kDirSize] = "";
     static_cast<void>(SWM_GetPkgPoolPackageVerDescFileLocalPath(pkgName, pkgVer, dir, sizeof(dir)));
     for (uint32_t image = 0; image < count; ++image) {
-        char path[kDirSize];
+        char path[kDirSize] = "";
         warnIfCut(
             snprintf_s(path, sizeof(path), sizeof(path) - 1, "%s/%s_board_filelist.txt", dir, names.get()[image].name));
         if (SWM_MergeCurrImageBoardFileRecord(path, list) != SWM_OK) {

@@ -234,7 +234,7 @@ uint32_t SWM_MergeLinkFilelistRecordFromImageList(const char *hardType, const ch
     char dir[kDirSize] = "";
     static_cast<void>(SWM_GetPkgPoolPackageVerDescFileLocalPath(pkgName, pkgVer, dir, sizeof(dir)));
     for (uint32_t image = 0; image < count; ++image) {
-        char path[kDirSize];
+        char path[kDirSize] = "";
         warnIfCut(snprintf_s(path, sizeof(path), sizeof(path) - 1, "%s/%s_filelink_filelist.txt", dir,
                              names.get()[image].name));
         status = SWM_MergeCurrLinkFilelistRecord(path, list);

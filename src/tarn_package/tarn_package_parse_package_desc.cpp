@@ -151,7 +151,7 @@ uint32_t SWM_ProcFileStructureRecord(uint32_t inSection, char *line, SwmListHead
     if (inSection == 0) {
         return SWM_OK;
     }
-    FileStructureData data;
+    FileStructureData data = {};
     clearBytes(&data, sizeof(data));
     return SWM_Trans2FileStructureRecord(line, &data) != SWM_OK ? SWM_FAIL : SWM_AddFileStructureRecord(list, &data);
 }
@@ -229,7 +229,7 @@ uint32_t SWM_MallocAndAddPkgBasicInfoToList(SwmListHead *list, const char *ccNam
     if (list == nullptr || ccName == nullptr || info == nullptr) {
         return BASE_FAIL("SWM_MallocAndAddPkgBasicInfoToList: get null param.");
     }
-    PkgBasicData data;
+    PkgBasicData data = {};
     clearBytes(&data, sizeof(data));
     if (SWM_GetPkgBasicInfo(&data, ccName, info) != SWM_OK || SWM_AddPkgBasicInfoToList(list, &data) != SWM_OK) {
         return BASE_FAIL("Add pkg basic info to list failed.");

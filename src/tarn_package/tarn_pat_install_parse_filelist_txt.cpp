@@ -95,7 +95,7 @@ uint32_t SWM_PAT_DelFeatureLocalFiles(const char *, const char *, const SwmListH
         return BASE_FAIL("SWM_PAT_DelFeatureLocalFiles: get null param.");
     }
     for (const FilelistTxtNode &node : ConstRecordList<FilelistTxtNode>(*list)) {
-        char path[kPathSize];
+        char path[kPathSize] = "";
         clearBytes(path, sizeof(path));
         warnIfCut(
             snprintf_s(path, sizeof(path), sizeof(path) - 1, "%s/%s", node.record.installDir, node.record.fileName));
