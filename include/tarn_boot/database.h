@@ -6,7 +6,7 @@
  *   Nothing is kept between calls. Callers serialise changes of one file.
  * - The file is read in libxml2's recovery mode: what a damaged file has lost is lost for good at the next change.
  * - Texts are handed to libxml2 as they are: "&" starts an entity, "&amp;" stands for it. A bare "&" is the caller's
- *   mistake, and cuts the text.
+ *   mistake: the element is then written empty.
  * - Field names are element names. A value that does not fit its field reads as "", with a warning.
  * - Elements are found by name among the direct children of a node; the first one counts.
  * - A package that cannot be read stops every search that reaches it.
@@ -68,7 +68,8 @@ typedef struct SwmCcInfo {
 
 /* The parsed file, which the caller owns; null, in silence, when there is none. */
 TARN_BOOT_API struct _xmlDoc *SWM_XmlReadFile(const char *path) TARN_BOOT_NOEXCEPT;
-/* The same; null also when the root is not named `expectedRoot`. `*rootOut` belongs to the document. */
+/* The same, with a line for each failure; null also when the root is not named `expectedRoot`. `*rootOut` belongs to
+ * the document. */
 TARN_BOOT_API struct _xmlDoc *SWM_ParseAndCheckXmlFile(const char *path, const char *expectedRoot,
                                                        struct _xmlNode **rootOut) TARN_BOOT_NOEXCEPT;
 /* Opens a database. The caller owns the document. */
