@@ -31,12 +31,30 @@ public:
 
     explicit LaterFirstSort(SwmListHead &head) : nodes(head), sentinel(reinterpret_cast<SwmListNode *>(&head)) {}
 
+    // Call after each append to the list, empty at first: that is when nodes are near.
+    void noteLast()
+    {
+        if (nodes.empty() || &nodes.back() == last) {
+            return;
+        }
+        const char *key = Family::key(nodes.back().record);
+        if (last != nullptr) {
+            const char *before = Family::key(last->record);
+            size_t same = 0;
+            while (before[same] == key[same] && key[same] != '\0') {
+                ++same;
+            }
+            common = std::min(common, same);
+            isSorted = isSorted && static_cast<unsigned char>(before[same]) < static_cast<unsigned char>(key[same]);
+        }
+        last = &nodes.back();
+        ++count;
+    }
+
     // In n log n when `room`, of `size` bytes, holds the table; else by inserting one after the other. It is
     // overwritten.
     void run(void *room, size_t size)
     {
-        size_t common = 0;
-        const size_t count = lookThrough(common);
         if (isSorted) {
             return;
         }
@@ -68,28 +86,6 @@ private:
                 nodes.append(std::move(node));
             }
         }
-    }
-
-    // The number of nodes. Notes whether they are in strictly ascending order, and with how many bytes all keys begin.
-    size_t lookThrough(size_t &common)
-    {
-        size_t count = 0;
-        common = SIZE_MAX;
-        const char *before = nullptr;
-        for (const Node &node : nodes) {
-            const char *key = Family::key(node.record);
-            if (before != nullptr) {
-                size_t same = 0;
-                while (before[same] == key[same] && key[same] != '\0') {
-                    ++same;
-                }
-                common = std::min(common, same);
-                isSorted = isSorted && static_cast<unsigned char>(before[same]) < static_cast<unsigned char>(key[same]);
-            }
-            before = key;
-            ++count;
-        }
-        return count;
     }
 
     // While the table is sorted the backward links hold the nodes' places; nothing in between can fail.
@@ -174,7 +170,10 @@ private:
 
     RecordList<Node> nodes;
     SwmListNode *sentinel;
-    bool isSorted = true;
+    const Node *last = nullptr;
+    size_t count = 0;
+    size_t common = SIZE_MAX; // bytes that all keys begin with
+    bool isSorted = true;     // ascending, without equal keys
 };
 
 } // namespace tarn

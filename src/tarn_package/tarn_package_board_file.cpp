@@ -89,6 +89,58 @@ uint32_t convertLine(char *line, FilelistTxtRecord &record)
     return SWM_OK;
 }
 
+uint32_t createListedDirs(const SwmListHead &list, bool custom, const char *function)
+{
+    for (const FilelistTxtNode &node : ConstFileList(list)) {
+        const FilelistTxtRecord &dir = node.record;
+        if (dir.isDir == 0) {
+            continue;
+        }
+        char path[kPathSize] = "";
+        const int length = snprintf_s(path, sizeof(path), sizeof(path) - 1, "%s/%s", dir.installDir, dir.fileName);
+        if (!custom) {
+            warnIfCut(length, function);
+        } else if (length < 0) {
+            COMMON_WARNING("snprintf failed. strings :%s and %s.", dir.installDir, dir.fileName);
+        }
+        if (dir.col11Num != 0) {
+            continue;
+        }
+        SWM_Trans2AbsolutePath(path);
+        SWM_PkgSpecialDirHandler(path);
+        const uint32_t status = custom
+                                    ? SWM_CreateDirWithCustomPermission(path, dir.mode, dir.owner, dir.group)
+                                    : SWM_CreateDirWithPermission(path, kDirectoryKind, dir.mode, dir.owner, dir.group);
+        if (status != 0) {
+            return BASE_FAIL("%s:mkdir %s failed", function, path);
+        }
+    }
+    return SWM_OK;
+}
+
+// The names, as many as there are; most boards run so few images that one question is enough.
+uint32_t askImageNames(const char *hardType, const char *pkgName, const char *pkgVer, HeapBlock<ImageNameRecord> &names,
+                       uint32_t &count)
+{
+    count = kFirstImageQuery;
+    uint32_t status = SWM_E_BUFFER_SMALL;
+    for (int question = 0; question < 2 && status == SWM_E_BUFFER_SMALL; ++question) {
+        names.reset();
+        names = allocate<ImageNameRecord>(count);
+        if (!names) {
+            LOCPKG_ERROR("Malloc image name buffer unsuccessfully, errno = %d", errno);
+            return SWM_FAIL;
+        }
+        // A name whose copy fails is only warned about: it must end all the same.
+        memset(names.get(), 0, count * sizeof(ImageNameRecord));
+        status = SWM_GetImageNameByHardtypeFromSubPkgVer(hardType, pkgName, pkgVer, names.get(), &count);
+    }
+    if (status != SWM_OK) {
+        LOCPKG_ERROR("Get image name record unsuccessfully, pkgName = %s, pkgVer = %s", pkgName, pkgVer);
+    }
+    return status;
+}
+
 } // namespace
 
 // ---- Loading a file of lines ----
@@ -129,8 +181,9 @@ uint32_t SwmLoadFileContent(const char *path, char **contentOut, uint64_t *lengt
 
 namespace {
 
-// Cuts the text into lines in place.
-uint32_t loadLines(char *content, uint64_t length, SwmListHead &list, SwmFilelistCompare compare)
+// Cuts the text into lines in place. loaded() follows each line.
+template <class Loaded>
+uint32_t loadLines(char *content, uint64_t length, SwmListHead &list, SwmFilelistCompare compare, Loaded loaded)
 {
     uint32_t lines = 0;
     HeapReserve reserve(static_cast<size_t>(std::count(content, content + length, '\n')), sizeof(FilelistTxtNode));
@@ -152,6 +205,7 @@ uint32_t loadLines(char *content, uint64_t length, SwmListHead &list, SwmFilelis
         if (SwmLoadFileLineToList(line, &list, compare) != SWM_OK) {
             return BASE_FAIL("SwmLoadFileToList parse line failed.");
         }
+        loaded();
     }
     return SWM_OK;
 }
@@ -170,11 +224,12 @@ uint32_t SwmLoadFileToList(const char *path, SwmListHead *list, SwmFilelistCompa
     }
     const HeapBlock<char> content(text);
     if (compare != SWM_ComparebyPoolname || !ConstFileList(*list).empty()) {
-        return loadLines(text, length, *list, compare);
+        return loadLines(text, length, *list, compare, [] {});
     }
     // Appending and sorting once gives the list that inserting every line in its place would give.
-    const uint32_t status = loadLines(text, length, *list, nullptr);
-    LaterFirstSort<FileFamily>(*list).run(text, length);
+    LaterFirstSort<FileFamily> sort(*list);
+    const uint32_t status = loadLines(text, length, *list, nullptr, [&sort] { sort.noteLast(); });
+    sort.run(text, length);
     return status;
 }
 
@@ -350,39 +405,6 @@ uint32_t SWM_UpdateFileListRecodeByType(FilelistTxtRecord *record, const char *t
 
 // ---- File lists: directories ----
 
-namespace {
-
-uint32_t createListedDirs(const SwmListHead &list, bool custom, const char *function)
-{
-    for (const FilelistTxtNode &node : ConstFileList(list)) {
-        const FilelistTxtRecord &dir = node.record;
-        if (dir.isDir == 0) {
-            continue;
-        }
-        char path[kPathSize] = "";
-        const int length = snprintf_s(path, sizeof(path), sizeof(path) - 1, "%s/%s", dir.installDir, dir.fileName);
-        if (!custom) {
-            warnIfCut(length, function);
-        } else if (length < 0) {
-            COMMON_WARNING("snprintf failed. strings :%s and %s.", dir.installDir, dir.fileName);
-        }
-        if (dir.col11Num != 0) {
-            continue;
-        }
-        SWM_Trans2AbsolutePath(path);
-        SWM_PkgSpecialDirHandler(path);
-        const uint32_t status = custom
-                                    ? SWM_CreateDirWithCustomPermission(path, dir.mode, dir.owner, dir.group)
-                                    : SWM_CreateDirWithPermission(path, kDirectoryKind, dir.mode, dir.owner, dir.group);
-        if (status != 0) {
-            return BASE_FAIL("%s:mkdir %s failed", function, path);
-        }
-    }
-    return SWM_OK;
-}
-
-} // namespace
-
 uint32_t SWM_CreateAllDir(const SwmListHead *list) noexcept
 {
     return list != nullptr ? createListedDirs(*list, false, __func__) : BASE_FAIL("SWM_CreateAllDir: get null param.");
@@ -531,33 +553,6 @@ uint32_t SWM_GetBrdFileRecordsBySubPkgVerAndHardtype(const char *hardType, const
     }
     return SWM_OK;
 }
-
-namespace {
-
-// The names, as many as there are; most boards run so few images that one question is enough.
-uint32_t askImageNames(const char *hardType, const char *pkgName, const char *pkgVer, HeapBlock<ImageNameRecord> &names,
-                       uint32_t &count)
-{
-    count = kFirstImageQuery;
-    uint32_t status = SWM_E_BUFFER_SMALL;
-    for (int question = 0; question < 2 && status == SWM_E_BUFFER_SMALL; ++question) {
-        names.reset();
-        names = allocate<ImageNameRecord>(count);
-        if (!names) {
-            LOCPKG_ERROR("Malloc image name buffer unsuccessfully, errno = %d", errno);
-            return SWM_FAIL;
-        }
-        // A name whose copy fails is only warned about: it must end all the same.
-        memset(names.get(), 0, count * sizeof(ImageNameRecord));
-        status = SWM_GetImageNameByHardtypeFromSubPkgVer(hardType, pkgName, pkgVer, names.get(), &count);
-    }
-    if (status != SWM_OK) {
-        LOCPKG_ERROR("Get image name record unsuccessfully, pkgName = %s, pkgVer = %s", pkgName, pkgVer);
-    }
-    return status;
-}
-
-} // namespace
 
 uint32_t SWM_MergeAllImageBoardFileRecord(const char *hardType, const char *pkgName, const char *pkgVer,
                                           SwmListHead *list) noexcept
