@@ -131,8 +131,10 @@ uint32_t askImageNames(const char *hardType, const char *pkgName, const char *pk
             LOCPKG_ERROR("Malloc image name buffer unsuccessfully, errno = %d", errno);
             return SWM_FAIL;
         }
-        // A name whose copy fails is only warned about: it must end all the same.
-        memset(names.get(), 0, count * sizeof(ImageNameRecord));
+        // A name whose copy fails is only warned about: it is empty then.
+        for (uint32_t image = 0; image < count; ++image) {
+            names.get()[image].name[0] = '\0';
+        }
         status = SWM_GetImageNameByHardtypeFromSubPkgVer(hardType, pkgName, pkgVer, names.get(), &count);
     }
     if (status != SWM_OK) {
