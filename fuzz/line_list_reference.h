@@ -16,15 +16,14 @@
 
 namespace tarn::reference {
 
-// What fgets hands out for a buffer of 512 bytes, each piece up to its first NUL.
-inline std::vector<std::string> piecesOf(std::string_view text)
+// What fgets hands out in pieces of that many bytes, each up to its first NUL.
+inline std::vector<std::string> piecesOf(std::string_view text, size_t longest = 511)
 {
-    constexpr size_t kLongest = 511;
     std::vector<std::string> pieces;
     while (!text.empty()) {
         const size_t lineFeed = text.find('\n');
         const size_t line = lineFeed == text.npos ? text.size() : lineFeed + 1;
-        const std::string_view piece = text.substr(0, std::min(line, kLongest));
+        const std::string_view piece = text.substr(0, std::min(line, longest));
         pieces.emplace_back(piece.substr(0, piece.find('\0')));
         text.remove_prefix(piece.size());
     }
