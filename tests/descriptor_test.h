@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cerrno>
+#include <functional>
 
 #include <tarn_boot/descriptor.h>
 
@@ -58,6 +59,24 @@ template <size_t size> bool isZeroFilled(const char (&field)[size])
         }
     }
     return true;
+}
+
+// How often the function says, over all runs in which one clear fails, that it could not clear.
+inline unsigned failedClearsToldBy(const char *function, const std::function<void()> &run)
+{
+    const std::string start = std::string("[BOOT][SWM_COMMON][WARNING]: memset failed: ") + function + ", line: ";
+    unsigned told = 0;
+    for (unsigned nth = 1;; ++nth) {
+        failCall(Call::Memset, nth);
+        run();
+        const bool hit = faultHit();
+        for (const LogLine &line : takeLog()) {
+            told += line.text.rfind(start, 0) == 0 ? 1 : 0;
+        }
+        if (!hit) {
+            return told;
+        }
+    }
 }
 
 } // namespace tarn::test

@@ -5,7 +5,7 @@
 #include <tarn_basic/tarn_basic.h>
 #include <tarn_boot/verification.h>
 
-#include "line_list_test.h"
+#include "descriptor_test.h"
 #include "packaging/package.h"
 
 namespace tarn::test {
@@ -341,6 +341,12 @@ TEST_F(VerifyTypeTest, PathsThatAreCut)
     const Lines lines = takeLog();
     ASSERT_EQ(lines.size(), 2u);
     EXPECT_EQ(lines[0].text.find("[BOOT][SWM_COMMON][WARNING]: snprintf failed: SWM_VerifyFilesInBoardFileList"), 0u);
+}
+
+TEST_F(VerifyTypeTest, PathIsClearedBehindEachFile)
+{
+    const std::string text = fileLine("a", "1") + dirLine("d") + fileLine("b", "2");
+    EXPECT_GE(failedClearsToldBy("SWM_VerifyFilesInBoardFileList", [&] { EXPECT_EQ(checkList(text), SWM_OK); }), 2u);
 }
 
 TEST_F(VerifyTypeTest, TypesOfLists)
