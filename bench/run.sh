@@ -1,6 +1,6 @@
 #!/bin/sh
-# run.sh BUILD [packages|lists]: compares whole commands, warm cache, same run: over a signed package of 512 MiB in 64
-# members, and over file lists of 200,000 records.
+# run.sh BUILD [packages|lists|database|crc]: compares whole commands, warm cache, same run: over a signed package of
+# 512 MiB in 64 members, over file lists of 200,000 records, and over databases of up to 10,000 packages.
 set -eu
 build=$1
 tarn=$build/bin/tarn
@@ -55,11 +55,34 @@ lists() {
     "$build/bin/installed_files"
 }
 
+database() {
+    job=$build/bin/database
+    for packages in 10 100 1000 10000; do
+        base=$dir/$packages.xml
+        "$job" make $packages "$base"
+        echo "database of $packages packages: looking one up, against xmllint --noout"
+        "$compare" "$runs" "exec $job lookup $base" "exec xmllint --noout $base"
+        for change in add remove; do
+            echo "  $change, against bare libxml2"
+            "$compare" "$runs" "cp $base $dir/ours.xml && exec $job $change $dir/ours.xml" \
+                "cp $base $dir/bare.xml && exec $job bare-$change $dir/bare.xml"
+        done
+        "$job" cc "$base"
+    done
+}
+
+crc() {
+    echo "CRC of 64 MiB"
+    "$build/bin/crc"
+}
+
 case ${2:-all} in
-    packages | lists) "$2" ;;
+    packages | lists | database | crc) "$2" ;;
     *)
         packages
         lists
+        database
+        crc
         ;;
 esac
 echo "size and dependencies of the library"
