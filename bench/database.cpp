@@ -50,7 +50,7 @@ void lookUp(const char *path)
     SWM_FreePackageInfo(info, 1);
 }
 
-void add(const char *path)
+void addPackage(const char *path)
 {
     SwmPackageInfo info = {};
     strcpy(info.PackageName, kNewName);
@@ -58,7 +58,7 @@ void add(const char *path)
     require(SWM_AddBasePackageInfo(path, &info, 0) == SWM_OK, "the package is added");
 }
 
-void remove(const char *path)
+void removePackage(const char *path)
 {
     require(SWM_DelBasePackageInfoByName(path, kFirstName) == SWM_OK, "the package is removed");
 }
@@ -144,9 +144,9 @@ int main(int argc, char **argv)
     } else if (job == "lookup") {
         lookUp(path);
     } else if (job == "add") {
-        add(path);
+        addPackage(path);
     } else if (job == "remove") {
-        remove(path);
+        removePackage(path);
     } else if (job == "bare-add") {
         bareAdd(path);
     } else if (job == "bare-remove") {

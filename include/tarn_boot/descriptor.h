@@ -143,7 +143,10 @@ TARN_BOOT_API uint32_t SWM_IsCcFormatVerNotMy(const char *ccPackagePath) TARN_BO
 
 /* ---- Package descriptions. Section type 0 is "files:", 1 "files-compatible:" ------------------------------------- */
 
-/* Reads a whole description. The lists are initialised; they are empty when reading one of them fails. */
+/*
+ * Reads a whole description into `info`, zeroed by the caller. After a failure what was read before stays, but no list
+ * has records.
+ */
 TARN_BOOT_API uint32_t SWM_GetPkgInfoFromPkgDesc(const char *descPath, PkgDescInfo *info) TARN_BOOT_NOEXCEPT;
 /* SwmGetAllFilesByTypeFromDesc with type 0 and 1. */
 TARN_BOOT_API uint32_t SWM_GetAllFileStructureFromPkgDesc(const char *descPath, SwmListHead *list) TARN_BOOT_NOEXCEPT;

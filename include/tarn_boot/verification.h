@@ -56,7 +56,10 @@ TARN_BOOT_API uint32_t SWM_GetALLFileDigestInfoFromList(SigFileListDigest *heade
                                                         const struct SwmIniSection *profile) TARN_BOOT_NOEXCEPT;
 /* The same for the list at `listPath`, which must be writable. Also the platform's code when it cannot be opened. */
 TARN_BOOT_API uint32_t SWM_GetALLFileDigestInfo(SigFileListDigest *header, const char *listPath) TARN_BOOT_NOEXCEPT;
-/* Fills a header from the list at `listPath`: creator and count, checked, then the files. */
+/*
+ * Fills a header from the list at `listPath`: creator and count, checked, then the files. Here a null argument gives 1,
+ * and a FILENUM that cannot be read, or a file that cannot be opened, the platform's code.
+ */
 TARN_BOOT_API uint32_t SWM_GetSignatureFileListDigestInfo(SigFileListDigest *header,
                                                           const char *listPath) TARN_BOOT_NOEXCEPT;
 /* Creator and count of a loaded profile. */
@@ -67,7 +70,8 @@ TARN_BOOT_API uint32_t SWM_CheckSignatureFileListMainInfo(const SigFileListDiges
 /* Fills a header from the text of a list. */
 TARN_BOOT_API uint32_t SWM_GetSignatureFileListDigestInfoFromMem(const char *listText,
                                                                  SigFileListDigest *header) TARN_BOOT_NOEXCEPT;
-/* The same with a new header, released with SWM_FreeSigFileListDigest; nothing is left of one after a failure. */
+/* The same with a new header, released with SWM_FreeSigFileListDigest; after a failure nothing is left of one and
+ * `*header` is null. */
 TARN_BOOT_API uint32_t SWM_GetSignatureFileListDigestInfoFromFile(const char *listText,
                                                                   SigFileListDigest **header) TARN_BOOT_NOEXCEPT;
 

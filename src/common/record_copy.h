@@ -7,16 +7,17 @@
 namespace tarn {
 
 // Appends a new node whose `part` is a copy of the record. Silent when there is no memory; a clear or copy that fails
-// is warned about in the name of `function`, and the node is linked all the same.
+// is warned about in the caller's name, and the node is linked all the same.
 template <class Node, class Record>
-uint32_t appendCopy(SwmListHead &list, Record Node::*part, const Record &record, const char *function)
+uint32_t appendCopy(SwmListHead &list, Record Node::*part, const Record &record,
+                    const char *function = __builtin_FUNCTION(), int line = __builtin_LINE())
 {
     HeapBlock<Node> node = allocate<Node>();
     if (!node) {
         return SWM_FAIL;
     }
-    clearBytes(node.get(), sizeof(Node), function);
-    copyBlock((*node).*part, record, function);
+    clearBytes(node.get(), sizeof(Node), function, line);
+    copyBlock((*node).*part, record, function, line);
     RecordList<Node>(list).append(std::move(node));
     return SWM_OK;
 }

@@ -31,6 +31,7 @@ namespace {
 constexpr uint32_t kCopyChunk = 32768;
 constexpr size_t kDirSize = 256;
 constexpr size_t kDeviceSize = 20;
+constexpr uint32_t kMaxListSize = 4 << 20; // far above 256 files; nobody has vouched for the length yet
 
 constexpr char kLegacyListMember[] = "signature_pss_filelist.bin";
 constexpr char kLegacySignatureMember[] = "signature_pss_cms.bin";
@@ -41,15 +42,10 @@ constexpr uint32_t kFallbackId = 2000;
 constexpr uint32_t kTempDirMode = 0750;
 constexpr uint32_t kListMode = 0640;
 
-uint32_t ownerId()
-{
-    return TARN_GetUidByName(kOwner, kFallbackId);
-}
-
-uint32_t groupId()
-{
-    return TARN_GetGidByName(kOwner, kFallbackId);
-}
+struct Ids {
+    uint32_t user = TARN_GetUidByName(kOwner, kFallbackId);
+    uint32_t group = TARN_GetGidByName(kOwner, kFallbackId);
+};
 
 // A mapped payload, released at the end.
 class MappedContent {
@@ -208,15 +204,18 @@ namespace {
 // happens to the file meanwhile, and nothing behind the payload is taken for it. `fd` stands at the payload.
 HeapBlock<char> copyList(int32_t fd, uint32_t length)
 {
-    HeapBlock<char> text = allocate<char>(static_cast<size_t>(length) + 1);
+    if (length > kMaxListSize) {
+        BASE_ERROR("[Verify package]get sign file content failed(0x%x).", SWM_LEGACY_FAILED);
+        return nullptr;
+    }
+    HeapBlock<char> text = allocate<char>(length + 1);
     if (!text) {
         BASE_ERROR("alloc memory failed.");
-        return text;
+        return nullptr;
     }
     if (SWM_Read(fd, text.get(), length) != static_cast<int32_t>(length)) {
         BASE_ERROR("[Verify package]get sign file content failed(0x%x).", SWM_LEGACY_FAILED);
-        text.reset();
-        return text;
+        return nullptr;
     }
     text.get()[length] = '\0';
     return text;
@@ -340,7 +339,8 @@ uint32_t linkToDevice(const char *packagePath, uint32_t offset, const char *link
     if (symlink(device, link) != 0) {
         return LEGACY_FAIL("symlink %s to %s failed, errno=%d.", device, link, errno);
     }
-    static_cast<void>(SWM_Lchown(link, ownerId(), groupId()));
+    const Ids owner;
+    static_cast<void>(SWM_Lchown(link, owner.user, owner.group));
     return SWM_OK;
 }
 
@@ -392,7 +392,8 @@ uint32_t SWM_ExtractCcSignature(const char *packagePath, char *pathOut, uint32_t
     }
     char dir[kDirSize] = "";
     static_cast<void>(SWM_GetWorkdirTempPath(dir, sizeof(dir)));
-    if (SWM_MkParentDir(dir, ownerId(), groupId(), kTempDirMode) != 0) {
+    const Ids owner;
+    if (SWM_MkParentDir(dir, owner.user, owner.group, kTempDirMode) != 0) {
         return BASE_FAIL("Failed to mkdir[%s].", dir);
     }
     warnIfCut(snprintf_s(pathOut, pathOutSize, pathOutSize - 1, "%s/%s", dir, kSignatureListName));

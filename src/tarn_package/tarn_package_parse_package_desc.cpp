@@ -167,8 +167,8 @@ uint32_t SWM_Trans2FileStructureRecord(char *line, FileStructureData *data) noex
     }
     printField(data->firstText, fields[0]);
     printField(data->secondText, fields[1]);
-    data->flag = static_cast<uint32_t>(SWM_IsStringEqual(fields[2], "yes") != 0);
     printField(data->thirdText, fields[3]);
+    data->flag = static_cast<uint32_t>(SWM_IsStringEqual(fields[2], "yes") != 0);
     return SWM_OK;
 }
 
@@ -177,8 +177,7 @@ uint32_t SWM_AddFileStructureRecord(SwmListHead *list, const FileStructureData *
     if (list == nullptr || data == nullptr) {
         return BASE_FAIL("SWM_AddFileStructureRecord: get null param.");
     }
-    return hasData<FileStructureRecord>(*list, *data) ? SWM_OK
-                                                      : appendCopy(*list, &FileStructureRecord::data, *data, __func__);
+    return hasData<FileStructureRecord>(*list, *data) ? SWM_OK : appendCopy(*list, &FileStructureRecord::data, *data);
 }
 
 uint32_t SWM_IsSameFileStruRecord(const FileStructureData *a, const FileStructureData *b) noexcept
@@ -247,7 +246,7 @@ uint32_t SWM_AddPkgBasicInfoToList(SwmListHead *list, const PkgBasicData *data) 
                      data->version);
         return SWM_OK;
     }
-    if (appendCopy(*list, &PkgBasicInfo::data, *data, __func__) != SWM_OK) {
+    if (appendCopy(*list, &PkgBasicInfo::data, *data) != SWM_OK) {
         return BASE_FAIL("Malloc pkg basic node failed.");
     }
     return SWM_OK;
@@ -343,7 +342,7 @@ uint32_t SWM_AddPkgRequireInfoToList(SwmListHead *list, const PkgRequireData *da
             data->ccName, data->packageName, data->requiredName, data->requiredVersion);
         return SWM_OK;
     }
-    if (appendCopy(*list, &PkgRequireInfo::data, *data, __func__) != SWM_OK) {
+    if (appendCopy(*list, &PkgRequireInfo::data, *data) != SWM_OK) {
         // The words of identities, which this message is shared with.
         return BASE_FAIL("Malloc pkg basic node failed.");
     }

@@ -94,7 +94,7 @@ uint32_t SWM_InsertRpmlistTxtRecord(SwmListHead *list, const RpmlistTxtData *dat
     if (list == nullptr || data == nullptr) {
         return BASE_FAIL("SWM_InsertRpmlistTxtRecord: get null param.");
     }
-    if (appendCopy(*list, &RpmlistTxtRecord::data, *data, __func__) != SWM_OK) {
+    if (appendCopy(*list, &RpmlistTxtRecord::data, *data) != SWM_OK) {
         return BASE_FAIL("malloc failed.");
     }
     return SWM_OK;

@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <sched.h>
+#include <utility>
 
 #include <tarn_basic/crypto.h>
 #include <tarn_basic/file.h>
@@ -59,10 +60,11 @@ uint32_t checkFileCount(uint32_t count)
     return SWM_OK;
 }
 
-// Walks the sections for a loader.
-uint32_t loadSections(SigFileListDigest &header, const SwmIniSection *profile)
+// Walks the sections for a loader; the profile goes before the failure is said.
+uint32_t loadSections(SigFileListDigest &header, UniqueProfile profile)
 {
-    const uint32_t status = SWM_GetALLFileDigestInfoFromList(&header, profile);
+    const uint32_t status = SWM_GetALLFileDigestInfoFromList(&header, profile.get());
+    profile.reset();
     if (status != SWM_OK) {
         BASE_ERROR("[Verify package]Get all file DigestInfo failed(%u)", status);
     }
@@ -195,9 +197,9 @@ uint32_t SWM_GetALLFileDigestInfo(SigFileListDigest *header, const char *listPat
     if (status != 0) {
         return status;
     }
-    const UniqueProfile profile(SWM_IniLoadProfile(stream.get()));
+    UniqueProfile profile(SWM_IniLoadProfile(stream.get()));
     stream.reset();
-    return profile ? loadSections(*header, profile.get()) : SWM_E_LIST_LOAD;
+    return profile ? loadSections(*header, std::move(profile)) : SWM_E_LIST_LOAD;
 }
 
 uint32_t SWM_GetSignatureFileListDigestInfo(SigFileListDigest *header, const char *listPath) noexcept
@@ -261,7 +263,7 @@ uint32_t SWM_GetSignatureFileListDigestInfoFromMem(const char *listText, SigFile
         BASE_ERROR("SWM_GetSignatureFileListDigestInfoFromMem: get null param.");
         return SWM_E_PARAM;
     }
-    const UniqueProfile profile(SWM_IniLoadProfileFromFileMem(listText));
+    UniqueProfile profile(SWM_IniLoadProfileFromFileMem(listText));
     if (!profile) {
         return SWM_E_LIST_LOAD;
     }
@@ -269,7 +271,7 @@ uint32_t SWM_GetSignatureFileListDigestInfoFromMem(const char *listText, SigFile
     if (status == SWM_OK) {
         status = SWM_CheckSignatureFileListMainInfo(header);
     }
-    return status != SWM_OK ? status : loadSections(*header, profile.get());
+    return status != SWM_OK ? status : loadSections(*header, std::move(profile));
 }
 
 uint32_t SWM_GetSignatureFileListDigestInfoFromFile(const char *listText, SigFileListDigest **header) noexcept
@@ -278,6 +280,7 @@ uint32_t SWM_GetSignatureFileListDigestInfoFromFile(const char *listText, SigFil
         BASE_ERROR("SWM_GetSignatureFileListDigestInfoFromFile: get null param.");
         return SWM_E_PARAM;
     }
+    *header = nullptr;
     SigFileListDigest *loaded = nullptr;
     uint32_t status = SWM_MallocSigFileListDigest(&loaded);
     if (status != SWM_OK) {
