@@ -104,8 +104,8 @@ TARN_BOOT_API uint32_t SWM_IsInvalidLine(const char *line) TARN_BOOT_NOEXCEPT;
 TARN_BOOT_API uint32_t SWM_IsSection(const char *line) TARN_BOOT_NOEXCEPT;
 /*
  * The value of a line that holds a ":" and, anywhere, `key`. Such a line gives SWM_OK; its trimmed value is written
- * when there is exactly one ":" between two texts, else the buffer stays as it is. SWM_E_BUFFER_SMALL when the value
- * and its NUL do not fit; SWM_FAIL for another line.
+ * when the line, split at every ":" and without empty pieces, has two; else the buffer stays as it is.
+ * SWM_E_BUFFER_SMALL when the value and its NUL do not fit; SWM_FAIL for another line.
  */
 TARN_BOOT_API uint32_t SWM_ParseValueFromSecLine(const char *line, const char *key, char *value,
                                                  uint32_t valueSize) TARN_BOOT_NOEXCEPT;
