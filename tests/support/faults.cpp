@@ -38,6 +38,7 @@ std::atomic<pid_t> g_fakePid = 0;
 std::atomic<SwmIniSection *> g_fakeProfile = nullptr;
 std::atomic<bool> g_scribbles = false;
 std::atomic<int64_t> g_fakeSize = 0;
+std::atomic<const char *> g_fakeLoopDevice = nullptr;
 std::function<void(struct stat &)> g_changeStatus;
 std::array<std::atomic<bool>, kCalls> g_recordedCalls; // asked before any constructor has run
 std::vector<std::string> g_records;
@@ -198,6 +199,24 @@ const char *nameOf(Call call)
         "SWM_IniGetValue",
         "SWM_GetDirAndBaseName",
         "SWM_IsPrefixString",
+        "mmap",
+        "munmap",
+        "symlink",
+        "getpagesize",
+        "SWM_IsDirExist",
+        "SWM_GetCanonicalFilepath",
+        "TARN_MountLoopDev",
+        "TARN_DelLoopDev",
+        "SWM_MkParentDir",
+        "SWM_RemoveDir",
+        "SWM_GetRootPath",
+        "SWM_Lchown",
+        "SWM_VerifyCmsFromMem",
+        "SWM_CreateKeyFile",
+        "SWM_UndoProtectFile",
+        "SWM_CopyFile",
+        "TARN_GetUidByName",
+        "TARN_GetGidByName",
     };
     static_assert(std::size(kNames) == kCalls);
     return kNames[static_cast<size_t>(call)];
@@ -240,6 +259,7 @@ void clearFaults()
     g_fakeProfile = nullptr;
     g_scribbles = false;
     g_fakeSize = 0;
+    g_fakeLoopDevice = nullptr;
     g_changeStatus = nullptr;
     forgetRecordedCalls();
     g_records.clear();
@@ -276,6 +296,11 @@ void setScribble(bool scribbles)
 void setFakeSize(int64_t size)
 {
     g_fakeSize = size;
+}
+
+void setFakeLoopDevice(const char *device)
+{
+    g_fakeLoopDevice = device;
 }
 
 void changeStatus(std::function<void(struct stat &)> change)
@@ -375,6 +400,11 @@ bool scribbles()
 int64_t fakeSize()
 {
     return g_fakeSize;
+}
+
+const char *fakeLoopDevice()
+{
+    return g_fakeLoopDevice;
 }
 
 void changeStatusOf(struct stat &status)

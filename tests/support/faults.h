@@ -88,6 +88,25 @@ enum class Call : unsigned {
     IniGetValue,
     GetDirAndBaseName,
     IsPrefixString,
+    // mappings, links, devices
+    Mmap,
+    Munmap,
+    Symlink,
+    Getpagesize,
+    SwmIsDirExist,
+    GetCanonicalFilepath,
+    MountLoopDev,
+    DelLoopDev,
+    MkParentDir,
+    RemoveDir,
+    GetRootPath,
+    Lchown,
+    VerifyCmsFromMem,
+    CreateKeyFile,
+    UndoProtectFile,
+    CopyFile,
+    GetUidByName,
+    GetGidByName,
     Count
 };
 
@@ -119,6 +138,9 @@ void setFakeProfile(SwmIniSection *profile);
 void setScribble(bool scribbles);
 // The size that a failing SWM_GetFileSize stores; with setFaultResult(0) it is what the file seems to have.
 void setFakeSize(int64_t size);
+// Stands for the loop driver: the device that TARN_MountLoopDev attaches, which TARN_DelLoopDev then detaches; null:
+// the real one.
+void setFakeLoopDevice(const char *device);
 // Changes what fstat tells libtarn_boot; null: nothing.
 void changeStatus(std::function<void(struct stat &)> change);
 // Counts the bytes that both libraries read from the file with this inode.
@@ -151,6 +173,7 @@ pid_t fakePid();
 SwmIniSection *fakeProfile();
 bool scribbles();
 int64_t fakeSize();
+const char *fakeLoopDevice();
 void changeStatusOf(struct stat &status);
 bool isRecorded(Call call);
 void recordCall(Call call, const std::string &what);

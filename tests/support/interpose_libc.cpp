@@ -9,6 +9,7 @@
 #include <fcntl.h>
 #include <pthread.h>
 #include <sched.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -157,6 +158,9 @@ TARN_HOOK int hookUnlink(const char *path) asm("unlink");
 TARN_HOOK int hookUnlink(const char *path)
 {
     static auto *const real = realOf<int(const char *)>("unlink");
+    if (isRecorded(Call::Unlink) && isFromBoot(TARN_CALLER)) {
+        recordCall(Call::Unlink, path);
+    }
     return strikes(Call::Unlink, TARN_CALLER) ? -1 : real(path);
 }
 
@@ -308,6 +312,49 @@ TARN_HOOK int hookSchedYield()
     static auto *const real = realOf<int()>("sched_yield");
     recordPlain(Call::SchedYield, TARN_CALLER);
     return strikes(Call::SchedYield, TARN_CALLER) ? -1 : real();
+}
+
+TARN_HOOK void *hookMmap(void *address, size_t length, int protection, int flags, int fd, off_t offset) asm("mmap");
+TARN_HOOK void *hookMmap(void *address, size_t length, int protection, int flags, int fd, off_t offset)
+{
+    static auto *const real = realOf<void *(void *, size_t, int, int, int, off_t)>("mmap");
+    if (isRecorded(Call::Mmap) && isFromBoot(TARN_CALLER)) {
+        recordCall(Call::Mmap, std::to_string(length) + " " + std::to_string(protection) + " " + std::to_string(flags) +
+                                   " " + std::to_string(offset));
+    }
+    return strikes(Call::Mmap, TARN_CALLER) ? MAP_FAILED : real(address, length, protection, flags, fd, offset);
+}
+
+// A release that fails has still released.
+TARN_HOOK int hookMunmap(void *address, size_t length) asm("munmap");
+TARN_HOOK int hookMunmap(void *address, size_t length)
+{
+    static auto *const real = realOf<int(void *, size_t)>("munmap");
+    if (isRecorded(Call::Munmap) && isFromBoot(TARN_CALLER)) {
+        recordCall(Call::Munmap, std::to_string(length));
+    }
+    const bool fails = strikes(Call::Munmap, TARN_CALLER);
+    const int error = errno;
+    const int result = real(address, length);
+    clobberErrno(TARN_CALLER);
+    return fails ? failedAfter(error) : result;
+}
+
+TARN_HOOK int hookSymlink(const char *target, const char *path) asm("symlink");
+TARN_HOOK int hookSymlink(const char *target, const char *path)
+{
+    static auto *const real = realOf<int(const char *, const char *)>("symlink");
+    if (isRecorded(Call::Symlink) && isFromBoot(TARN_CALLER)) {
+        recordCall(Call::Symlink, std::string(target) + " " + path);
+    }
+    return strikes(Call::Symlink, TARN_CALLER) ? -1 : real(target, path);
+}
+
+TARN_HOOK int hookGetpagesize() asm("getpagesize");
+TARN_HOOK int hookGetpagesize()
+{
+    static auto *const real = realOf<int()>("getpagesize");
+    return strikes(Call::Getpagesize, TARN_CALLER) ? static_cast<int>(faultResult(-1)) : real();
 }
 
 namespace {
