@@ -5,7 +5,7 @@ set -eu
 build=$1
 seconds=${2:-60}
 [ $# -le 2 ] && set -- "$build" "$seconds" container signed_list cms file_list image_list \
-    link_list biosload_list list_update digest_list descriptor package_desc rpm_list
+    link_list biosload_list list_update database database_model digest_list descriptor package_desc rpm_list
 shift 2
 here=$(cd "$(dirname "$0")" && pwd)
 for target in "$@"; do
