@@ -31,10 +31,10 @@ TEST_F(XmlTest, ArraysAreZeroFilled)
 
 TEST_F(XmlTest, ArraysWithoutMemoryAndWithAFailedFill)
 {
-    failCall(Call::Calloc, 1);
+    failCall(Call::Malloc, 1);
     EXPECT_EQ(SWM_MallocAndInitPackageInfo(3), nullptr);
     EXPECT_TRUE(faultHit());
-    failCall(Call::Calloc, 1);
+    failCall(Call::Malloc, 1);
     EXPECT_EQ(SWM_MallocAndInitCcInfo(3), nullptr);
     EXPECT_TRUE(faultHit());
     EXPECT_TRUE(nothingLogged());
@@ -259,7 +259,7 @@ TEST_F(XmlTest, NoMemoryForTheKey)
 {
     const Document doc(product(packageText(package("p"))));
     xmlNode *found = doc.root();
-    failCall(Call::Calloc, 1);
+    failCall(Call::Malloc, 1);
     EXPECT_EQ(SWM_MatchAndGetPackageNode(doc.root(), "p", nullptr, &found), F);
     EXPECT_TRUE(faultHit());
     EXPECT_EQ(found, nullptr);

@@ -156,11 +156,11 @@ TEST_F(XmlTest, PatchesThatAreNotThereOrNotReadable)
     EXPECT_EQ(SWM_GetPackageModInfo(written.root(), &mods, &count), F);
     EXPECT_TRUE(
         logged({xmlError("Get mod content failed, index %u.", 0u), xmlError("Get mod info failed, index %u.", 1u)}));
-    failCall(Call::Calloc, 1);
+    failCall(Call::Malloc, 1);
     EXPECT_EQ(SWM_GetPackagePatchInfo(written.root(), &patches, &count), F);
     EXPECT_TRUE(faultHit());
     EXPECT_TRUE(logged({xmlError("Malloc patch info failed, number %u.", 2u)}));
-    failCall(Call::Calloc, 1);
+    failCall(Call::Malloc, 1);
     EXPECT_EQ(SWM_GetPackageModInfo(written.root(), &mods, &count), F);
     EXPECT_TRUE(faultHit());
     EXPECT_TRUE(logged({xmlError("Malloc mod info failed, number %u.", 2u)}));

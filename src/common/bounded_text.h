@@ -45,12 +45,15 @@ inline bool formatPath(char *out, size_t outSize, const char *dir, const char *n
     return keepIfFormatted(sprintf_s(out, outSize, "%s/%s", dir, name), out, outSize);
 }
 
-inline void clearBytes(void *block, size_t size, const char *function = __builtin_FUNCTION(),
+// False when it failed.
+inline bool clearBytes(void *block, size_t size, const char *function = __builtin_FUNCTION(),
                        int line = __builtin_LINE())
 {
-    if (memset_s(block, size, 0, size) != 0) {
-        COMMON_WARNING("memset failed: %s, line: %d", function, line);
+    if (memset_s(block, size, 0, size) == 0) {
+        return true;
     }
+    COMMON_WARNING("memset failed: %s, line: %d", function, line);
+    return false;
 }
 
 template <class T>

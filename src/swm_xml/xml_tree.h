@@ -2,6 +2,7 @@
 // of an entry. Nodes are used by name, first child and next sibling only.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -120,14 +121,14 @@ template <class Record> const char *leafText(const Record &record, const Leaf &l
     return reinterpret_cast<const char *>(&record) + leaf.offset;
 }
 
-// Null for no records and when there is no memory. Zero from the start, so that a clear that fails, which is only
-// warned about, leaves no pointers to follow.
+// Null for no records and when there is no memory. A clear that fails is only warned about, but leaves no pointers to
+// follow either.
 template <class Record>
 HeapBlock<Record> blankRecords(uint32_t count, const char *function, int line = __builtin_LINE())
 {
-    HeapBlock<Record> records(count == 0 ? nullptr : static_cast<Record *>(calloc(count, sizeof(Record))));
-    if (records) {
-        clearBytes(records.get(), count * sizeof(Record), function, line);
+    HeapBlock<Record> records(count == 0 ? nullptr : allocate<Record>(count));
+    if (records && !clearBytes(records.get(), count * sizeof(Record), function, line)) {
+        std::fill_n(records.get(), count, Record{});
     }
     return records;
 }

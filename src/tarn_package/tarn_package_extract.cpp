@@ -377,7 +377,9 @@ uint32_t SWM_GetWorkdirTempPath(char *buffer, uint32_t size) noexcept
         return SWM_OK;
     }
     char root[kDirSize] = "";
-    static_cast<void>(SWM_GetRootPath(root, sizeof(root)));
+    if (SWM_GetRootPath(root, sizeof(root)) != 0) {
+        root[0] = '\0'; // whatever a failed call left there is no path, and may not even end
+    }
     warnIfCut(snprintf_s(buffer, size, size - 1, "%s/swm/workdir/temp", root));
     return SWM_OK;
 }
