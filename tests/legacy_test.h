@@ -21,6 +21,12 @@ constexpr uint32_t kPage = 4096;
 constexpr const char *kLegacyFile = "tarn_package_extract.cpp";
 #define LEGACY_LINE(...) errorOf(kLegacyFile, "SWM_BASE", __VA_ARGS__)
 
+inline Lines operator+(Lines first, const Lines &second)
+{
+    first.insert(first.end(), second.begin(), second.end());
+    return first;
+}
+
 // A text that a call stores whole: whatever is not written shows.
 template <size_t size> struct Text {
     Text() { memset(bytes, 'u', sizeof(bytes)); }

@@ -325,15 +325,15 @@ TARN_HOOK void *hookMmap(void *address, size_t length, int protection, int flags
     return strikes(Call::Mmap, TARN_CALLER) ? MAP_FAILED : real(address, length, protection, flags, fd, offset);
 }
 
-// A release that fails has still released.
+// A release that fails has still released. It may come by a tail call, which hides the caller.
 TARN_HOOK int hookMunmap(void *address, size_t length) asm("munmap");
 TARN_HOOK int hookMunmap(void *address, size_t length)
 {
     static auto *const real = realOf<int(void *, size_t)>("munmap");
-    if (isRecorded(Call::Munmap) && isFromBoot(TARN_CALLER)) {
+    if (isRecorded(Call::Munmap) && isPlatformCallOfBoot(TARN_CALLER)) {
         recordCall(Call::Munmap, std::to_string(length));
     }
-    const bool fails = strikes(Call::Munmap, TARN_CALLER);
+    const bool fails = strikesPlatform(Call::Munmap, TARN_CALLER);
     const int error = errno;
     const int result = real(address, length);
     clobberErrno(TARN_CALLER);
