@@ -453,8 +453,8 @@ uint32_t SWM_ExtractFileWithHeader(const char *packagePath, const char *target, 
         return LEGACY_FAIL("extract file with header, open file %s failed, errno = %d.", path, errno);
     }
     // A copy that fails leaves what is written: callers rely on it.
-    static_cast<void>(lseek(package.get(), toHost(entry.memberOffset), SEEK_SET));
-    if (SWM_CopyFileWithLen(package.get(), file.get(), toHost(entry.memberLength)) != SWM_OK) {
+    if (lseek(package.get(), toHost(entry.memberOffset), SEEK_SET) < 0 ||
+        SWM_CopyFileWithLen(package.get(), file.get(), toHost(entry.memberLength)) != SWM_OK) {
         return LEGACY_FAIL("extract file with header, copy file failed, subFile: %s, CcFile: %s.", target, packagePath);
     }
     return SWM_OK;
