@@ -6,7 +6,9 @@
  *   Nothing is kept between calls. Callers serialise changes of one file.
  * - The file is read in libxml2's recovery mode: what a damaged file has lost is lost for good at the next change.
  * - Texts are handed to libxml2 as they are: "&" starts an entity, "&amp;" stands for it. A bare "&" is the caller's
- *   mistake: the element is then written empty.
+ *   mistake, as are control characters and bytes that are no UTF-8: the element is written empty or the file damaged.
+ * - A text beyond libxml2's limit of 10,000,000 bytes, entities expanded, is not read.
+ * - A path with "%" in it is unescaped by libxml2 when saving, so that another file is written; "-" is no path.
  * - Field names are element names. A value that does not fit its field reads as "", with a warning.
  * - Elements are found by name among the direct children of a node; the first one counts.
  * - A package that cannot be read stops every search that reaches it.
@@ -156,7 +158,8 @@ TARN_BOOT_API uint32_t SWM_GetPackageModInfo(struct _xmlNode *package, SwmModInf
  * (SWM_GetPackageNodeNum). On failure the records hold what was read so far, for SWM_FreePackageInfo.
  */
 TARN_BOOT_API uint32_t SWM_GetAllPackageInfo(const char *path, SwmPackageInfo *records) TARN_BOOT_NOEXCEPT;
-/* Base info of the first package of that name and, when given, version; or SWM_NOT_INSTALLED. */
+/* Base info of the first package of that name and, when given, version; or SWM_NOT_INSTALLED. On SWM_FAIL `info` may be
+ * partly filled. */
 TARN_BOOT_API uint32_t SWM_GetChosenPackageInfo(const char *path, SwmPackageInfo *info, const char *pkgName,
                                                 const char *version /* may be null */) TARN_BOOT_NOEXCEPT;
 /* Frees the array and the patches and mods of its records. Count 0 frees nothing, with a warning. */

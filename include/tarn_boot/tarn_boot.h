@@ -2,7 +2,8 @@
  * libtarn_boot: signed package containers and the record of what is installed, for boot and installer services.
  *
  * Conventions of every header, unless an operation says otherwise:
- *  1. Status. Operations that return uint32_t give SWM_OK or SWM_FAIL; predicates (names with Is) give 1 or 0.
+ *  1. Status. Operations that return uint32_t give SWM_OK or SWM_FAIL; predicates (names with Is or Compare) give 1 or
+ * 0.
  *  2. Null rule. A null pointer, or an empty text where one is required (paths, names, directories, keys), is refused
  *     before anything is touched, with one error line. Predicates answer 0 to it in silence. Pointers that may be null
  *     are marked.

@@ -1,4 +1,5 @@
 // Access to the database file and to the texts of its nodes. The schema: docs/formats.md.
+#include <cstring>
 #include <pthread.h>
 
 #include <tarn_basic/bounded.h>
@@ -38,7 +39,8 @@ void initialiseXml()
     static_cast<void>(pthread_once(&once, xmlInitParser));
 }
 
-// What could be read before memory ran out is no document: the next change would save it.
+// What could be read before memory ran out, or up to a text beyond libxml2's limit, is no document: the next change
+// would save it.
 XmlDocument readDocument(const char *path)
 {
     if (isNullOrEmpty(path) || SWM_IsFileExist(path) == 0) {
@@ -49,9 +51,54 @@ XmlDocument readDocument(const char *path)
     return quiet.outOfMemory() ? nullptr : std::move(document);
 }
 
-// Null for a node without content, and for one whose content does not fit into memory.
+// libxml2's limit for one text, which it does not apply to what entities expand to.
+constexpr size_t kMaxText = 10'000'000;
+constexpr size_t kCostOfNode = 16;
+
+bool charge(size_t &budget, size_t cost)
+{
+    const bool isCovered = cost <= budget;
+    budget = isCovered ? budget - cost : 0;
+    return isCovered;
+}
+
+// Whether the text of a node, entities expanded, stays within the budget. Below a reference stands the entity, below
+// that its content where it has been parsed.
+bool isAffordable(const xmlNode *node, size_t &budget, int depth = 0) // NOLINT(misc-no-recursion): bounded
+{
+    constexpr int kMaxDepth = 300;
+    if (depth > kMaxDepth || !charge(budget, kCostOfNode)) {
+        return false;
+    }
+    switch (node->type) {
+    case XML_TEXT_NODE:
+    case XML_CDATA_SECTION_NODE:
+        return node->content == nullptr || charge(budget, strlen(reinterpret_cast<const char *>(node->content)));
+    case XML_ENTITY_REF_NODE:
+        return node->children == nullptr || isAffordable(node->children, budget, depth + 1);
+    case XML_ENTITY_DECL:
+        if (node->children == nullptr) {
+            return charge(budget, static_cast<size_t>(reinterpret_cast<const xmlEntity *>(node)->length));
+        }
+        break;
+    default:
+        break;
+    }
+    for (const xmlNode *child = node->children; child != nullptr; child = child->next) {
+        if (!isAffordable(child, budget, depth + 1)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// Null for a node without content, and for one whose content does not fit into memory or would be unreasonably long.
 XmlText contentOf(const xmlNode *node)
 {
+    size_t budget = kMaxText;
+    if (!isAffordable(node, budget)) {
+        return nullptr;
+    }
     const QuietXml quiet;
     XmlText text(xmlNodeGetContent(node));
     return quiet.outOfMemory() ? nullptr : std::move(text);
@@ -62,6 +109,17 @@ XmlText childrenText(xmlDoc *document, const xmlNode *node)
     const QuietXml quiet;
     XmlText text(xmlNodeListGetString(document, node->children, 1));
     return quiet.outOfMemory() ? nullptr : std::move(text);
+}
+
+// Before 2.13 a lack of memory shows by its error only.
+bool setContent(xmlNode *node, const char *text)
+{
+#if LIBXML_VERSION >= 21300
+    return xmlNodeSetContent(node, xmlText(text)) == 0;
+#else
+    xmlNodeSetContent(node, xmlText(text));
+    return true;
+#endif
 }
 
 XmlDocument emptyDatabase()
@@ -231,8 +289,8 @@ uint32_t SWM_SetChildNodeContent(xmlNode *node, const char *childName, const cha
         return SWM_FAIL;
     }
     const QuietXml quiet;
-    xmlNodeSetContent(child, xmlText(text));
-    return quiet.outOfMemory() ? SWM_FAIL : SWM_OK;
+    const bool isSet = setContent(child, text);
+    return !isSet || quiet.outOfMemory() ? SWM_FAIL : SWM_OK;
 }
 
 uint32_t SWM_SetNodeContent(xmlNode *node, const char *firstName, const char *secondName, const char *text) noexcept

@@ -1,5 +1,5 @@
 // What the database units share over libxml2: owners, finding by name, the file that an operation works on, the leaves
-// of an entry. Nodes are used by name, first child and next sibling only.
+// of an entry. Of a node its type, name, first child and next sibling are used.
 #pragma once
 
 #include <algorithm>
@@ -56,10 +56,11 @@ private:
     bool lackedMemory = false;
 };
 
-// `node` or the first sibling behind it that bears the name.
+// `node` or the first sibling behind it that is an element of that name. An entity reference or a processing
+// instruction bears a name too, and what hangs below it is not the document's.
 inline xmlNode *named(xmlNode *node, const char *name)
 {
-    while (node != nullptr && xmlStrcmp(node->name, xmlText(name)) != 0) {
+    while (node != nullptr && (node->type != XML_ELEMENT_NODE || xmlStrcmp(node->name, xmlText(name)) != 0)) {
         node = node->next;
     }
     return node;
