@@ -173,5 +173,58 @@ TEST_F(XmlTest, ExternalEntitiesAreNotFetched)
     }
 }
 
+std::string withEntities(const std::string &declarations, const std::string &content)
+{
+    return "<!DOCTYPE Product [" + declarations + "]><Product>" + content + "</Product>";
+}
+
+// What bears an element's name without being one.
+TEST_F(XmlTest, ReferencesAndInstructionsAreNoElements)
+{
+    SwmPackageInfo info = {};
+    uint32_t count = 99;
+    writeFile(path, product("<?Package x?>" + packageText(package("p"))));
+    EXPECT_EQ(SWM_GetPackageNodeNum(path.c_str(), &count), SWM_OK);
+    EXPECT_EQ(count, 1u);
+    EXPECT_EQ(SWM_GetChosenPackageInfo(path.c_str(), &info, "p", nullptr), SWM_OK);
+
+    // A reference of a leaf's name beside no such leaf: nothing is set through it.
+    const std::string leaf = withEntities(
+        "<!ENTITY Version \"xyz\">", element("Package", element("Base", element("PackageName", "p") + "&Version;")));
+    writeFile(path, leaf);
+    EXPECT_EQ(SWM_UpdateBaseInfo(path.c_str(), &info, 0), F);
+    EXPECT_EQ(readFile(path), leaf);
+
+    // One of a package's name: below it stand the declarations, not the document's elements.
+    const std::string root = withEntities("<!ENTITY Package \"a\"><!ENTITY Patch \"b\"><!ENTITY Base \"" +
+                                              element("PackageName", "p") + "\">",
+                                          "&Package;");
+    writeFile(path, root);
+    EXPECT_EQ(SWM_GetPackageNodeNum(path.c_str(), &count), SWM_OK);
+    EXPECT_EQ(count, 0u);
+    SwmPatchInfo patch = {};
+    EXPECT_EQ(SWM_AddPatchInfo(path.c_str(), &patch, "p"), F);
+    EXPECT_EQ(readFile(path), root);
+    takeLog();
+}
+
+// An entity of 100 kB, referred to ten thousand times: libxml2 expands it only when the text is asked for.
+TEST_F(XmlTest, ATextThatEntitiesBlowUpIsNotRead)
+{
+    SwmPackageInfo info = {};
+    writeFile(path, withEntities("<!ENTITY e \"" + std::string(100000, 'e') + "\">",
+                                 element("Package", element("Base", element("PackageName", repeated("&e;", 10000))))));
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(SWM_GetChosenPackageInfo(path.c_str(), &info, "p", nullptr), F);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(20));
+    struct rusage usage = {};
+    getrusage(RUSAGE_SELF, &usage);
+    EXPECT_LT(usage.ru_maxrss, 900 * 1024) << "KiB";
+    // A modest one is read.
+    writeFile(path, withEntities("<!ENTITY e \"p\">", packageText(package("&e;"))));
+    EXPECT_EQ(SWM_GetChosenPackageInfo(path.c_str(), &info, "p", nullptr), SWM_OK);
+    takeLog();
+}
+
 } // namespace
 } // namespace tarn::test
