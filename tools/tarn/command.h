@@ -64,7 +64,7 @@ void printJson(const Json &document);
 void putName(Json &json, const std::string &key, const std::string &name);
 void putNames(Json &json, const std::string &key, const std::vector<std::string> &names);
 
-// The groups, one file each.
+// The groups, a folder or a file each.
 void addKeysGroup(CLI::App &app, Globals &globals);
 void addListGroup(CLI::App &app, Globals &globals);
 void addPackageGroup(CLI::App &app, Globals &globals);

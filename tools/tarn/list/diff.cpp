@@ -7,9 +7,9 @@
 
 #include <tarn_basic/path.h>
 
-#include "list.h"
-#include "list_installed.h"
-#include "package_reader.h"
+#include "list/commands.h"
+#include "list/installed.h"
+#include "package/reader.h"
 #include "terminal.h"
 #include "text.h"
 

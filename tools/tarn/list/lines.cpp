@@ -1,5 +1,5 @@
 // Lines, columns and their rules.
-#include "list_lines.h"
+#include "list/lines.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -1,8 +1,8 @@
 // tarn list show: the records of a list, as the library loads them.
 #include <memory>
 
-#include "list.h"
-#include "list_load.h"
+#include "list/commands.h"
+#include "list/load.h"
 #include "terminal.h"
 #include "text.h"
 

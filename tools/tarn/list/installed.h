@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "list_load.h"
+#include "list/load.h"
 
 namespace tarn::tool {
 

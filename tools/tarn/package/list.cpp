@@ -1,8 +1,8 @@
 // tarn package list: the members of a package, signed or not.
 #include <memory>
 
-#include "package.h"
-#include "package_reader.h"
+#include "package/commands.h"
+#include "package/reader.h"
 #include "terminal.h"
 #include "text.h"
 

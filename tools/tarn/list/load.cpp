@@ -1,5 +1,5 @@
 // Reading, telling the kind, loading, explaining.
-#include "list_load.h"
+#include "list/load.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -7,7 +7,7 @@
 
 #include "command.h"
 #include "library_log.h"
-#include "package_reader.h"
+#include "package/reader.h"
 #include "packaging/error.h"
 #include "packaging/output_file.h"
 #include "terminal.h"

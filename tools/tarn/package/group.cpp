@@ -1,5 +1,5 @@
 // tarn package: containers of members with a signed list of their digests.
-#include "package.h"
+#include "package/commands.h"
 
 namespace tarn::tool {
 

@@ -1,5 +1,5 @@
 // Installed paths and the files there.
-#include "list_installed.h"
+#include "list/installed.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -6,7 +6,7 @@
 
 #include <tarn_boot/container.h>
 
-#include "package.h"
+#include "package/commands.h"
 #include "packaging/package.h"
 #include "terminal.h"
 #include "text.h"

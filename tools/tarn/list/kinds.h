@@ -8,7 +8,7 @@
 
 #include <tarn_boot/records.h>
 
-#include "list_lines.h"
+#include "list/lines.h"
 
 namespace tarn::tool {
 

@@ -1,5 +1,5 @@
 // One row per kind of list, and how its records are shown.
-#include "list_kinds.h"
+#include "list/kinds.h"
 
 #include <algorithm>
 #include <cstring>

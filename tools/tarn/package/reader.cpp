@@ -1,5 +1,5 @@
 // Reading packages for display.
-#include "package_reader.h"
+#include "package/reader.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -5,8 +5,8 @@
 
 #include <tarn_boot/container.h>
 
-#include "package.h"
-#include "package_reader.h"
+#include "package/commands.h"
+#include "package/reader.h"
 #include "packaging/big_endian.h"
 #include "packaging/names.h"
 #include "text.h"

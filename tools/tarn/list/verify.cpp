@@ -1,8 +1,8 @@
 // tarn list verify: the installed files of a list, all of them whatever is found.
 #include <memory>
 
-#include "list.h"
-#include "list_installed.h"
+#include "list/commands.h"
+#include "list/installed.h"
 #include "packaging/error.h"
 #include "terminal.h"
 #include "text.h"

@@ -6,8 +6,8 @@
 #include <tarn_basic/path.h>
 #include <tarn_basic/pool.h>
 
-#include "list.h"
-#include "list_load.h"
+#include "list/commands.h"
+#include "list/load.h"
 #include "platform_config.h"
 #include "terminal.h"
 #include "text.h"

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "list_kinds.h"
+#include "list/kinds.h"
 
 namespace tarn::tool {
 

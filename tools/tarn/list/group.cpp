@@ -1,5 +1,5 @@
 // tarn list: the record lists that say what a package installs.
-#include "list.h"
+#include "list/commands.h"
 
 namespace tarn::tool {
 

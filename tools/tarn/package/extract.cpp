@@ -6,8 +6,8 @@
 #include <tarn_boot/container.h>
 
 #include "library_log.h"
-#include "package.h"
-#include "package_reader.h"
+#include "package/commands.h"
+#include "package/reader.h"
 #include "packaging/deferred_signals.h"
 #include "packaging/names.h"
 #include "platform_config.h"

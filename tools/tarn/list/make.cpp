@@ -10,8 +10,8 @@
 
 #include <tarn_boot/records.h>
 
-#include "list.h"
-#include "list_installed.h"
+#include "list/commands.h"
+#include "list/installed.h"
 #include "packaging/digest.h"
 #include "packaging/error.h"
 #include "packaging/output_file.h"
