@@ -1,6 +1,7 @@
 #!/bin/sh
-# run.sh BUILD [packages|lists|database|crc]: compares whole commands, warm cache, same run: over a signed package of
-# 512 MiB in 64 members, over file lists of 200,000 records, and over databases of up to 10,000 packages.
+# run.sh BUILD [packages|lists|database|descriptor|crc]: compares whole commands, warm cache, same run: over a signed package of
+# 512 MiB in 64 members, over file lists of 200,000 records, over databases of up to 10,000 packages, and over
+# a descriptor of 10,000 lines.
 set -eu
 build=$1
 tarn=$build/bin/tarn
@@ -51,7 +52,7 @@ lists() {
     "$build/bin/record_lists" load "$old"
     rm -f "$old"* "$new"*
     "$build/bin/record_lists" growth
-    echo "comparing lists over 10000 installed files of 16 KiB, against reading and hashing them"
+    echo "over 10000 installed files of 16 KiB, against reading and hashing them"
     "$build/bin/installed_files"
 }
 
@@ -71,17 +72,30 @@ database() {
     done
 }
 
+descriptor() {
+    desc=$dir/package_desc.txt
+    seq -f 'file-%.0f.bin /opt/app yes shared' 10000 >"$desc"
+    echo 'last_key: 1.3.0' >>"$desc"
+    echo "reading the last key of a descriptor of 10000 lines, against grep -m1, as whole processes"
+    "$compare" $((runs * 5)) "exec $build/bin/descriptor $desc last_key" "exec grep -m1 last_key $desc"
+    echo "  a descriptor of one line: what starting the two costs"
+    echo 'last_key: 1.3.0' >"$dir/one.txt"
+    "$compare" $((runs * 5)) "exec $build/bin/descriptor $dir/one.txt last_key" "exec grep -m1 last_key $dir/one.txt"
+    rm -f "$desc"
+}
+
 crc() {
     echo "CRC of 64 MiB"
     "$build/bin/crc"
 }
 
 case ${2:-all} in
-    packages | lists | database | crc) "$2" ;;
+    packages | lists | database | descriptor | crc) "$2" ;;
     *)
         packages
         lists
         database
+        descriptor
         crc
         ;;
 esac
