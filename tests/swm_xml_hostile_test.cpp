@@ -208,6 +208,13 @@ TEST_F(XmlTest, ReferencesAndInstructionsAreNoElements)
     takeLog();
 }
 
+int maxResidentKiB()
+{
+    struct rusage usage = {};
+    getrusage(RUSAGE_SELF, &usage);
+    return static_cast<int>(usage.ru_maxrss);
+}
+
 // An entity of 100 kB, referred to ten thousand times: libxml2 expands it only when the text is asked for.
 TEST_F(XmlTest, ATextThatEntitiesBlowUpIsNotRead)
 {
@@ -217,13 +224,29 @@ TEST_F(XmlTest, ATextThatEntitiesBlowUpIsNotRead)
     const auto begin = std::chrono::steady_clock::now();
     EXPECT_EQ(SWM_GetChosenPackageInfo(path.c_str(), &info, "p", nullptr), F);
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(20));
-    struct rusage usage = {};
-    getrusage(RUSAGE_SELF, &usage);
-    EXPECT_LT(usage.ru_maxrss, 900 * 1024) << "KiB";
+    EXPECT_LT(maxResidentKiB(), 900 * 1024);
     // A modest one is read.
     writeFile(path, withEntities("<!ENTITY e \"p\">", packageText(package("&e;"))));
     EXPECT_EQ(SWM_GetChosenPackageInfo(path.c_str(), &info, "p", nullptr), SWM_OK);
     takeLog();
+}
+
+TEST_F(XmlTest, ATextThatEntitiesBlowUpIsNotParsedOver)
+{
+    writeFile(path, withEntities("<!ENTITY e \"" + std::string(100000, 'e') + "\"><!ENTITY s \"short\">",
+                                 element("Note", repeated("&e;", 10000)) + element("Note", "a &s;")));
+    xmlDoc *doc = nullptr;
+    xmlNode *root = nullptr;
+    ASSERT_EQ(SWM_XmlReadFileAndGetRootElement(path.c_str(), &doc, &root), SWM_OK);
+    char buffer[16] = "old";
+    SWM_ParseOverString(doc, root->children, buffer, sizeof(buffer));
+    EXPECT_STREQ(buffer, "");
+    EXPECT_TRUE(logged({xmlError("[XML]: Parse node '%s' value fail!", "Note")}));
+    EXPECT_LT(maxResidentKiB(), 900 * 1024);
+    // A modest one is, and what stands in other elements does not count.
+    SWM_ParseOverString(doc, root->children->next, buffer, sizeof(buffer));
+    EXPECT_STREQ(buffer, "a short");
+    xmlFreeDoc(doc);
 }
 
 } // namespace

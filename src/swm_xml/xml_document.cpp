@@ -104,8 +104,15 @@ XmlText contentOf(const xmlNode *node)
     return quiet.outOfMemory() ? nullptr : std::move(text);
 }
 
+// Of the node's own texts and references only: what stands in its elements is not its text.
 XmlText childrenText(xmlDoc *document, const xmlNode *node)
 {
+    size_t budget = kMaxText;
+    for (const xmlNode *child = node->children; child != nullptr; child = child->next) {
+        if (child->type != XML_ELEMENT_NODE && !isAffordable(child, budget)) {
+            return nullptr;
+        }
+    }
     const QuietXml quiet;
     XmlText text(xmlNodeListGetString(document, node->children, 1));
     return quiet.outOfMemory() ? nullptr : std::move(text);
