@@ -118,6 +118,7 @@ int runTool(int argc, char **argv)
     addGlobalOptions(app, globals);
     addPackageGroup(app, globals);
     addListGroup(app, globals);
+    addDbGroup(app, globals);
     addKeysGroup(app, globals);
     std::vector<std::string> words = splitWords(argc, argv, globals);
     return reporting(globals, [&] {

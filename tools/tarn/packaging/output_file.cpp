@@ -150,6 +150,23 @@ void OutputFile::writeAt(uint64_t offset, const void *data, size_t size)
     write(data, size);
 }
 
+void OutputFile::setOwner(uid_t user, gid_t group, mode_t mode)
+{
+    constexpr mode_t kPermissions = 07777;
+    struct stat status = {};
+    if (fstat(descriptor.get(), &status) != 0) {
+        failWithErrno(target, "look at it");
+    }
+    const bool isOther = status.st_uid != user || status.st_gid != group;
+    if (isOther && fchown(descriptor.get(), user, group) != 0) {
+        failWithErrno(target, "keep its owner and group");
+    }
+    // Last: a change of owner takes bits away.
+    if (fchmod(descriptor.get(), mode & kPermissions) != 0) {
+        failWithErrno(target, "keep its mode");
+    }
+}
+
 void OutputFile::commit()
 {
     if (fsync(descriptor.get()) != 0) {

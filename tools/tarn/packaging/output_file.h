@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <sys/types.h>
 
 namespace tarn::packaging {
 
@@ -38,6 +39,8 @@ public:
 
     void write(const void *data, size_t size);
     void writeAt(uint64_t offset, const void *data, size_t size);
+    // Whose the file is to be once it has its name, in place of the process's own user and umask.
+    void setOwner(uid_t user, gid_t group, mode_t mode);
     void commit();
 
 private:
