@@ -148,8 +148,8 @@ void report(const DatabaseFile &database, const DbChangeOptions &options, const 
         printJson(json);
         return;
     }
-    std::string text = escaped(database.shown) + ": ";
-    text += changes.empty() ? "nothing to change\n" : options.isDryRun ? "would have\n" : "\n";
+    std::string text = escaped(database.shown);
+    text += changes.empty() ? ": nothing to change\n" : options.isDryRun ? ": would have\n" : ":\n";
     text += changesText(changes);
     if (isWritten) {
         text += isCopied
