@@ -60,6 +60,21 @@ TEST_F(XmlTest, ComparedFields)
     expectComparison(SWM_ComparePackageBaseInfo, package("x"), packageRows(1, 0));
 }
 
+TEST_F(XmlTest, ComparisonsGoBothWays)
+{
+    const SwmPatchInfo patches[] = {patch("x", "1"), patch("x", "2")};
+    const SwmModInfo mods[] = {mod("x", "1"), mod("x", "2")};
+    const SwmPackageInfo packages[] = {package("x", "1"), package("x", "2")};
+    for (const size_t left : {0, 1}) {
+        for (const size_t right : {0, 1}) {
+            const uint32_t isSame = left == right ? 1 : 0;
+            EXPECT_EQ(SWM_ComparePatchInfo(&patches[left], &patches[right]), isSame);
+            EXPECT_EQ(SWM_CompareModInfo(&mods[left], &mods[right]), isSame);
+            EXPECT_EQ(SWM_ComparePkgBriefInfo(&packages[left], &packages[right]), isSame);
+        }
+    }
+}
+
 // ---- One patch or mod against those there are ----
 
 template <class Part> struct ExistingRow {

@@ -105,6 +105,26 @@ protected:
     Lines notSaved() { return {xmlError("Save xml file %s failed.", path.c_str())}; }
 };
 
+// ---- One patch, three times ----
+
+TEST_F(XmlUpdateTest, APatchIsAddedThenLeftAloneThenUpdated)
+{
+    writeDatabase(packageText(package("p")));
+    const SwmPatchInfo first = patch("fix", "1");
+    ASSERT_EQ(SWM_AddOrUpdatePatchInfo(path.c_str(), &first, nullptr, 0, "p"), SWM_OK);
+    EXPECT_NE(readFile(path).find(element("PatchName", "fix")), std::string::npos);
+    const std::string before = readFile(path);
+    ASSERT_EQ(SWM_AddOrUpdatePatchInfo(path.c_str(), &first, &first, 1, "p"), SWM_OK);
+    expectUnchanged(before);
+    const SwmPatchInfo second = patch("fix", "2");
+    ASSERT_EQ(SWM_AddOrUpdatePatchInfo(path.c_str(), &second, &first, 1, "p"), SWM_OK);
+    std::string after = before;
+    const std::string old = element("PatchName", "fix") + "\n      " + element("Version", "1");
+    ASSERT_NE(after.find(old), std::string::npos) << after;
+    after.replace(after.find(old), old.size(), element("PatchName", "fix") + "\n      " + element("Version", "2"));
+    EXPECT_EQ(readFile(path), after);
+}
+
 // ---- Base packages ----
 
 TEST_F(XmlUpdateTest, BaseIsAddedWithoutALookForDuplicates)

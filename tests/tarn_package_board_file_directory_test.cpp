@@ -165,6 +165,24 @@ TEST_P(LoaderTest, SortedAndWithDirectories)
     EXPECT_TRUE(nothingLogged());
 }
 
+TEST_F(FileListTest, TheTwoUsualLoadersDifferOnlyInHowTheyMakeDirectories)
+{
+    const std::string root = (dir / "root").string();
+    write(fileLine("b") + "\n" + dirLine("c", root, "made") + "\n" + fileLine("a") + "\n");
+    EXPECT_EQ(SWM_GetAllRecordFromFilelistTxt(path.c_str(), &list), SWM_OK);
+    EXPECT_EQ(callCount(Call::CreateDirWithCustomPermission), 1u);
+    EXPECT_EQ(callCount(Call::CreateDirWithPermission), 0u);
+    const Texts usual = texts();
+    fs::remove_all(root);
+    clearList();
+    EXPECT_EQ(SWM_GetAllRecordFromFilelistTxtWithoutSort(path.c_str(), &list), SWM_OK);
+    EXPECT_EQ(callCount(Call::CreateDirWithCustomPermission), 1u);
+    EXPECT_EQ(callCount(Call::CreateDirWithPermission), 1u);
+    EXPECT_EQ(texts(), usual);
+    EXPECT_EQ(usual, (Texts{"a f", "b f", "c made"}));
+    EXPECT_TRUE(fs::is_directory(root + "/made"));
+}
+
 TEST_P(LoaderTest, AFailedDirectoryDoesNotFailTheLoad)
 {
     write(dirLine("b", root, "made") + "\n" + fileLine("a") + "\n");
