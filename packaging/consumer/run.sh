@@ -10,6 +10,15 @@ mkdir -p "$scratch"
 prefix=$scratch/prefix
 
 DESTDIR='' "$CMAKE" --install "$build" --prefix "$prefix" >"$scratch/install.log"
+
+if [ "${WITH_TOOL:-}" = ON ]; then
+    for page in "$here"/../../docs/man/*.1; do
+        cmp "$page" "$prefix/$MANDIR/man1/$(basename "$page")"
+    done
+    [ ! -e "$prefix/$MANDIR/man1/tarn.1.in" ]
+    bash -n "$prefix/$DATADIR/bash-completion/completions/tarn"
+    $EMULATOR "$prefix/bin/tarn" --version
+fi
 "$CMAKE" -S "$here" -B "$scratch/cmake" ${TOOLCHAIN:+"-DCMAKE_TOOLCHAIN_FILE=$TOOLCHAIN"} \
     "-DCMAKE_C_COMPILER=$C_COMPILER" "-Dtarn_boot_DIR=$prefix/$LIBDIR/cmake/tarn_boot" >"$scratch/configure.log"
 "$CMAKE" --build "$scratch/cmake"
