@@ -1,7 +1,7 @@
 #!/bin/sh
 # manual_pages.sh TARN [--check]: writes docs/man/*.1, one page for the tool and one for each of its groups, from
 # docs/man/*.1.in and from what the tool's --help says. With --check says instead whether the committed pages are those.
-# Lines of a template that stand for more: @SYNOPSIS@, @OPTIONS@, @COMMANDS@, @COMMON@.
+# Lines of a template that stand for more: @SYNOPSIS@, @OPTIONS@, @COMMANDS@, @COMMON@, @PAGES@.
 set -eu
 tool=$1
 mode=${2:-}
@@ -59,6 +59,10 @@ page() {
                     done
                 fi ;;
             @OPTIONS@) help options ;;
+            @PAGES@)
+                subcommands | sort | sed '$!s/$/,/' | while IFS= read -r group; do
+                    printf '.BR tarn\\-%s (1)%s\n' "$(escaped "${group%,}")" "${group##*[!,]}"
+                done ;;
             @COMMON@)
                 echo '.SH COMMON OPTIONS'
                 help common
