@@ -238,7 +238,7 @@ TEST_F(DbChangeTest, TheFormerStateIsCopiedFirst)
     // Where no copy can be made, nothing is changed.
     fs::remove(copy);
     fs::create_directory(copy);
-    refused("remove", {"b"}, 3, "not changed");
+    refused("remove", {"b"}, 3, "nothing was changed");
 }
 
 TEST_F(DbChangeTest, TheLibrarysOwnReadingAgrees)

@@ -6,7 +6,7 @@
 
 #include <tarn_boot/common.h>
 
-#include "db/file.h"
+#include "db/backup.h"
 #include "library_log.h"
 #include "packaging/error.h"
 #include "text.h"
@@ -23,17 +23,6 @@ constexpr LibraryResult kFailed = {SWM_FAIL, "SWM_FAIL", "failed"};
 std::string checkCommand(const DatabaseFile &database)
 {
     return "\"tarn db check " + escaped(database.shown) + "\"";
-}
-
-// A library that reads damage leniently and saves what it read makes the damage permanent.
-DbReading readUndamaged(const DatabaseFile &database)
-{
-    DbReading reading = readDatabase(database.bytes);
-    if (const DbProblem *damage = reading.damage()) {
-        failWith(escaped(database.shown) + ": not changed, it is damaged: " + problemText(*damage),
-                 checkCommand(database) + " tells all, and how to put back a copy");
-    }
-    return reading;
 }
 
 [[noreturn]] void failOfLibrary(const DatabaseFile &database, const DbPlan &plan, const PrivateCopy &copy)
@@ -75,48 +64,6 @@ std::string changedBytes(const DatabaseFile &database, const DbPlan &plan)
 
 // ---- Writing ----
 
-void makeBackup(const DatabaseFile &database, const BackupPlace &backup)
-{
-    database.write(backup.file, database.bytes);
-    if (readWhole(backup.file) != database.bytes) {
-        failWith(escaped(database.shown) + ": not changed, its copy " + escaped(backup.file.string()) +
-                     " does not read as it was written",
-                 "check the disk");
-    }
-}
-
-bool holds(const DatabaseFile &database, const std::string &bytes)
-{
-    try {
-        return readWhole(database.real) == bytes;
-    } catch (const packaging::PackagingError &) {
-        return false;
-    }
-}
-
-bool putBack(const DatabaseFile &database)
-{
-    try {
-        database.write(database.real, database.bytes);
-    } catch (const packaging::PackagingError &) {
-        return false;
-    }
-    return holds(database, database.bytes);
-}
-
-// What is on the disk now is looked at, not what was meant to be there.
-void replace(const DatabaseFile &database, const std::string &bytes)
-{
-    database.write(database.real, bytes);
-    if (holds(database, bytes)) {
-        return;
-    }
-    const bool isBack = putBack(database);
-    failWith(escaped(database.shown) + ": does not read as it was written; " +
-                 (isBack ? "its former state was put back" : "putting back its former state did not help either"),
-             isBack ? "check the disk, then try again" : "check the disk; " + checkCommand(database));
-}
-
 void writeChange(const DatabaseFile &database, const BackupPlace &backup, const std::string &bytes)
 {
     if (!database.isUnchanged()) {
@@ -124,9 +71,9 @@ void writeChange(const DatabaseFile &database, const BackupPlace &backup, const 
     }
     try {
         if (backup.isThere) {
-            makeBackup(database, backup);
+            makeBackup(database, backup, ", so that nothing was changed");
         }
-        replace(database, bytes);
+        database.replace(bytes);
     } catch (const packaging::PackagingError &error) {
         failWith(escaped(database.shown) + ": not changed: " + escaped(error.what()),
                  "check space and permissions, then try again");
@@ -169,6 +116,16 @@ void addChangeOptions(Command &command, DbChangeOptions &options)
     command.operand("DB", "The database", options.database);
 }
 
+DbReading readUndamaged(const DatabaseFile &database, const char *consequence)
+{
+    DbReading reading = readDatabase(database.bytes);
+    if (const DbProblem *damage = reading.damage()) {
+        failWith(escaped(database.shown) + ": " + consequence + ", it is damaged: " + problemText(*damage),
+                 checkCommand(database) + " tells all, and whether a copy can be put back");
+    }
+    return reading;
+}
+
 unsigned secondsToWait(const DbChangeOptions &options)
 {
     if (options.wait.empty()) {
@@ -193,7 +150,7 @@ ExitStatus changeDatabase(const DbChangeOptions &options, const Globals &globals
     }
     const DatabaseFile database(options.database);
     database.refuseUnlessChangeable();
-    const DbReading before = readUndamaged(database);
+    const DbReading before = readUndamaged(database, "not changed");
     const DbPlan plan = planner(before.contents);
     const std::string bytes = changedBytes(database, plan);
     const Json changes = changesJson(before.contents, plan.expected);

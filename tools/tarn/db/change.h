@@ -6,6 +6,7 @@
 
 #include "command.h"
 #include "db/contents.h"
+#include "db/file.h"
 
 namespace tarn::tool {
 
@@ -18,6 +19,10 @@ struct DbChangeOptions {
 // The operand DB and the options that all changes share.
 void addChangeOptions(Command &command, DbChangeOptions &options);
 unsigned secondsToWait(const DbChangeOptions &options);
+
+// A library that reads damage leniently and saves what it read makes the damage permanent: throws Failure for it;
+// `consequence` is what is not done.
+DbReading readUndamaged(const DatabaseFile &database, const char *consequence);
 
 struct DbPlan {
     const char *operation;                           // the library's, by name

@@ -1,10 +1,9 @@
 // tarn db check: everything that is wrong with a database, and how to put back its copy.
 #include <memory>
 
+#include "db/backup.h"
 #include "db/commands.h"
 #include "db/contents.h"
-#include "db/file.h"
-#include "packaging/error.h"
 #include "terminal.h"
 #include "text.h"
 
@@ -12,74 +11,18 @@ namespace tarn::tool {
 
 namespace {
 
-// ---- The copy ----
-
-struct Copy {
-    std::string path;
-    bool isUsable = false; // for changes
-    bool isSame = false;
-    size_t packages = 0;
-    std::string fault;
-};
-
-// Null when there is none.
-std::optional<Copy> findCopy(const DatabaseFile &database)
+std::string copyText(const DatabaseFile &database, const BackupPlace &place, const std::optional<BackupCopy> &copy)
 {
-    const BackupPlace place(database.real);
-    std::error_code error;
-    if (!place.isThere || !std::filesystem::exists(place.file, error)) {
-        return std::nullopt;
-    }
-    Copy copy;
-    copy.path = place.file.string();
-    try {
-        const std::string bytes = readWhole(place.file);
-        const DbReading reading = readDatabase(bytes);
-        const DbProblem *damage = reading.damage();
-        copy.isUsable = damage == nullptr;
-        copy.isSame = bytes == database.bytes;
-        copy.packages = reading.contents.packages.size();
-        copy.fault = damage == nullptr ? "" : problemText(*damage);
-    } catch (const packaging::PackagingError &fault) {
-        copy.fault = escaped(fault.what());
-    }
-    return copy;
-}
-
-// For a shell to read.
-std::string quoted(const std::string &path)
-{
-    std::string text = "'";
-    for (const char character : path) {
-        text += character == '\'' ? std::string("'\\''") : std::string(1, character);
-    }
-    return text + "'";
-}
-
-// In one step, like every change. The copy has the database's owner and mode.
-std::string restoreCommand(const DatabaseFile &database, const Copy &copy)
-{
-    const std::string real = database.real.string();
-    return "cp -p " + quoted(copy.path) + " " + quoted(real + ".new") + " && sync " + quoted(real + ".new") +
-           " && mv " + quoted(real + ".new") + " " + quoted(real);
-}
-
-// ---- Report ----
-
-std::string copyText(const DatabaseFile &database, const std::optional<Copy> &copy)
-{
+    const std::string head = "copy of a former state: ";
     if (!copy) {
-        return "copy of a former state: none, in " + escaped(BackupPlace(database.real).directory.string()) + "\n";
+        return head + "none in " + escaped(place.directory.string()) + "\n";
     }
-    const std::string text = "copy of a former state: " + escaped(copy->path) + ": ";
-    if (!copy->isUsable) {
-        return text + "damaged, " + copy->fault + "\n";
-    }
-    return text + counted(copy->packages, "package") + (copy->isSame ? ", the same as the database" : "") +
-           (copy->isSame ? "\n" : "; to put it back: " + escaped(restoreCommand(database, *copy)) + "\n");
+    const std::string found = head + escaped(copy->path.string()) + ": " + backupText(*copy, database) + "\n";
+    return copy->isUsable() ? found + "\"tarn db restore " + escaped(database.shown) + "\" puts it back\n" : found;
 }
 
-std::string text(const DatabaseFile &database, const DbReading &reading, const std::optional<Copy> &copy)
+std::string text(const DatabaseFile &database, const DbReading &reading, const BackupPlace &place,
+                 const std::optional<BackupCopy> &copy)
 {
     const std::string name = escaped(database.shown) + ": ";
     if (reading.isSound()) {
@@ -93,10 +36,10 @@ std::string text(const DatabaseFile &database, const DbReading &reading, const s
     lines += name + inColour(Colour::Bad, reading.damage() != nullptr ? "damaged" : "not sound") + ", " +
              counted(reading.problems.size() + reading.moreProblems, "problem") +
              (reading.damage() != nullptr ? "; it is not changed until it is mended\n" : "\n");
-    return lines + (reading.damage() != nullptr ? copyText(database, copy) : "");
+    return lines + (reading.damage() != nullptr ? copyText(database, place, copy) : "");
 }
 
-Json json(const DatabaseFile &database, const DbReading &reading, const std::optional<Copy> &copy)
+Json json(const DatabaseFile &database, const DbReading &reading, const std::optional<BackupCopy> &copy)
 {
     Json report;
     putName(report, "database", database.shown);
@@ -107,13 +50,7 @@ Json json(const DatabaseFile &database, const DbReading &reading, const std::opt
                    {"more_problems", reading.moreProblems},
                    {"copy", nullptr}});
     if (copy) {
-        Json found;
-        putName(found, "path", copy->path);
-        found.update({{"usable", copy->isUsable}, {"same", copy->isSame}, {"packages", copy->packages}});
-        if (copy->isUsable && !copy->isSame) {
-            found["restore"] = restoreCommand(database, *copy);
-        }
-        report["copy"] = found;
+        report["copy"] = backupJson(*copy, database);
     }
     return report;
 }
@@ -123,11 +60,12 @@ ExitStatus run(const std::string &path, const Globals &globals)
     refuseDatabasePath(path);
     const DatabaseFile database(path);
     const DbReading reading = readDatabase(database.bytes);
-    const std::optional<Copy> copy = findCopy(database);
+    const BackupPlace place(database.real);
+    const std::optional<BackupCopy> copy = findBackup(place);
     if (globals.json) {
         printJson(json(database, reading, copy));
     } else {
-        printOut(text(database, reading, copy));
+        printOut(text(database, reading, place, copy));
     }
     return reading.isSound() ? ExitStatus::Done : ExitStatus::No;
 }

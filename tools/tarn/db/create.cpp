@@ -28,18 +28,6 @@ void refuseExisting(const fs::path &path, const std::string &shown)
     }
 }
 
-fs::path placeOf(const std::string &path)
-{
-    const fs::path given(path);
-    std::error_code error;
-    const fs::path directory = fs::canonical(given.has_parent_path() ? given.parent_path() : ".", error);
-    if (error || !given.has_filename()) {
-        failWith(escaped(path) + ": cannot create: " + (error ? error.message() : "no file name"),
-                 "name a file in a directory that is there");
-    }
-    return directory / given.filename();
-}
-
 std::string emptyDatabase(const std::string &shown)
 {
     const PrivateCopy copy("");
@@ -60,8 +48,8 @@ ExitStatus run(const DbChangeOptions &options, const Globals &globals)
 {
     refuseDatabasePath(options.database);
     const unsigned seconds = secondsToWait(options);
-    const fs::path place = placeOf(options.database);
-    refuseExisting(place, options.database);
+    refuseExisting(options.database, options.database);
+    const fs::path place = placeOfDatabase(options.database);
     umask(kUmask);
     const std::string bytes = emptyDatabase(options.database);
     if (!options.isDryRun) {

@@ -10,8 +10,6 @@
 #include <thread>
 #include <unistd.h>
 
-#include <tarn_boot/database.h>
-
 #include "exit_status.h"
 #include "packaging/error.h"
 #include "text.h"
@@ -125,14 +123,33 @@ std::string PrivateCopy::bytes() const
 
 // ---- Lock ----
 
+namespace {
+
+// A lock that an administrator makes is the database's owner's, too: services under that name have to open it. One that
+// is there already is left alone, since it might be anybody's file under a second name.
+packaging::Descriptor createLock(const fs::path &path, int flags, const fs::path &database)
+{
+    packaging::Descriptor lock(open(path.c_str(), flags | O_CREAT | O_EXCL, 0640));
+    struct stat status = {};
+    if (lock.get() >= 0 && stat(database.c_str(), &status) == 0) {
+        static_cast<void>(!fchown(lock.get(), status.st_uid, status.st_gid));
+    }
+    return lock;
+}
+
+} // namespace
+
 DatabaseLock::DatabaseLock(const fs::path &database, unsigned secondsToWait)
 {
     const fs::path path = database.string() + ".lock";
+    constexpr int kFlags = O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(secondsToWait);
     for (;;) {
-        descriptor =
-            packaging::Descriptor(open(path.c_str(), O_RDONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0640));
-        if (descriptor.get() < 0) {
+        descriptor = createLock(path, kFlags, database);
+        if (descriptor.get() < 0 && errno == EEXIST) {
+            descriptor = packaging::Descriptor(open(path.c_str(), kFlags));
+        }
+        if (descriptor.get() < 0 && errno != ENOENT) {
             failWithErrno(path, "open the lock file");
         }
         if (flock(descriptor.get(), LOCK_EX | LOCK_NB) == 0 && isNamed(descriptor, path)) {
@@ -145,19 +162,6 @@ DatabaseLock::DatabaseLock(const fs::path &database, unsigned secondsToWait)
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
-}
-
-// ---- Backup ----
-
-BackupPlace::BackupPlace(const fs::path &database)
-{
-    // What does not fit the library's own buffer has no backup directory.
-    constexpr size_t kBackupRoom = 256;
-    char buffer[kBackupRoom] = "";
-    directory = database.parent_path().string() + "bak";
-    file = directory / database.filename();
-    isThere = directory.native().size() < sizeof(buffer) &&
-              SWM_GetBackupPath(database.parent_path().c_str(), buffer, sizeof(buffer)) == SWM_OK;
 }
 
 // ---- Database ----
@@ -182,13 +186,58 @@ void DatabaseFile::refuseUnlessChangeable() const
     }
 }
 
-void DatabaseFile::write(const fs::path &target, const std::string &content) const
+void DatabaseFile::replace(const std::string &content) const
 {
-    const struct stat status = statusOf(real);
+    writeLike(real, real, content);
+    if (holds(real, content)) {
+        return;
+    }
+    bool isBack = false;
+    try {
+        writeLike(real, real, bytes);
+        isBack = holds(real, bytes);
+    } catch (const packaging::PackagingError &) {
+        isBack = false;
+    }
+    failWith(escaped(shown) + ": does not read as it was written; " +
+                 (isBack ? "its former state was put back" : "putting back its former state did not help either"),
+             std::string("check the disk") +
+                 (isBack ? ", then try again" : "; \"tarn db check " + escaped(shown) + "\" tells its state"));
+}
+
+void writeLike(const fs::path &model, const fs::path &target, const std::string &content)
+{
+    const struct stat status = statusOf(model);
     packaging::OutputFile output(target);
     output.write(content.data(), content.size());
     output.setOwner(status.st_uid, status.st_gid, status.st_mode);
     output.commit();
+}
+
+bool holds(const fs::path &path, const std::string &content)
+{
+    try {
+        return readWhole(path) == content;
+    } catch (const packaging::PackagingError &) {
+        return false;
+    }
+}
+
+fs::path placeOfDatabase(const std::string &path)
+{
+    const fs::path given(path);
+    std::error_code error;
+    fs::path real = fs::canonical(given, error);
+    if (!error) {
+        return real;
+    }
+    const fs::path directory = fs::canonical(given.has_parent_path() ? given.parent_path() : ".", error);
+    const bool isLost = fs::is_symlink(given);
+    if (error || isLost || !given.has_filename()) {
+        const std::string why = error ? error.message() : isLost ? "a link that leads nowhere" : "no file name";
+        failWith(escaped(path) + ": cannot be a database: " + why, "name a file in a directory that is there");
+    }
+    return directory / given.filename();
 }
 
 } // namespace tarn::tool

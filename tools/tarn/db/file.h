@@ -38,14 +38,6 @@ private:
     packaging::Descriptor descriptor;
 };
 
-// Where the copy of a database's former state lies: in the directory of the same name with "bak" behind it.
-struct BackupPlace {
-    explicit BackupPlace(const std::filesystem::path &database);
-    std::filesystem::path directory;
-    std::filesystem::path file;
-    bool isThere = false; // the directory
-};
-
 // A database as it was found.
 class DatabaseFile {
 public:
@@ -60,8 +52,17 @@ public:
     bool isUnchanged() const;
     // Refuses what could not be replaced without losing something.
     void refuseUnlessChangeable() const;
-    // Writes `content` to `target` under a temporary name first, with the database's owner and mode.
-    void write(const std::filesystem::path &target, const std::string &content) const;
+    // Gives the file another content in one step, and looks at what is on the disk then: when that is not what was
+    // written, what was found is put back, and Failure says so. Throws PackagingError when nothing was written.
+    void replace(const std::string &content) const;
 };
+
+// Writes the file in one step, with owner and mode of `model`. Throws PackagingError.
+void writeLike(const std::filesystem::path &model, const std::filesystem::path &target, const std::string &content);
+// Whether the file reads so.
+bool holds(const std::filesystem::path &path, const std::string &content);
+
+// Where a database is, or would be: links followed. Throws Failure.
+std::filesystem::path placeOfDatabase(const std::string &path);
 
 } // namespace tarn::tool

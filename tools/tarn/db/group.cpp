@@ -15,6 +15,7 @@ void addDbGroup(CLI::App &app, Globals &globals)
     addDbPackageCommands(group, globals);
     addDbPartCommands(group, globals);
     addDbRemoveCommands(group, globals);
+    addDbBackupCommands(group, globals);
 }
 
 } // namespace tarn::tool

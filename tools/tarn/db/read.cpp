@@ -38,6 +38,14 @@ std::string_view contentOf(const xmlNode *node)
     return node->content == nullptr ? "" : reinterpret_cast<const char *>(node->content);
 }
 
+// The parser knows the line where a text ends.
+long lineOfText(const xmlNode *text)
+{
+    const std::string_view content = contentOf(text);
+    const auto first = content.begin() + static_cast<std::ptrdiff_t>(content.find_first_not_of(" \t\r\n"));
+    return std::max(xmlGetLineNo(text) - std::count(first, content.end(), '\n'), xmlGetLineNo(text->parent));
+}
+
 class Reader {
 public:
     explicit Reader(const std::string &databaseBytes) : bytes(databaseBytes) {}
@@ -107,7 +115,7 @@ private:
             if (node->type == XML_ELEMENT_NODE) {
                 take(node);
             } else if (isText(node) && contentOf(node).find_first_not_of(" \t\r\n") != std::string_view::npos) {
-                add(xmlGetLineNo(node), "stray_text", "text between the elements of " + inTag(parent), "remove it");
+                add(lineOfText(node), "stray_text", "text between the elements of " + inTag(parent), "remove it");
             }
         }
     }

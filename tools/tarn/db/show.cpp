@@ -36,17 +36,19 @@ ExitStatus statusOf(const DbReading &reading)
     return reading.damage() == nullptr ? ExitStatus::Done : ExitStatus::No;
 }
 
+void warn(const Opened &opened, const std::string &what)
+{
+    printError(inErrorColour(Colour::Warning, "tarn: ") + "warning: " + escaped(opened.file.shown) + ": " + what +
+               "\n");
+}
+
 void warnOfProblems(const Opened &opened)
 {
-    const auto warn = [&](const std::string &what) {
-        printError(inErrorColour(Colour::Warning, "tarn: ") + "warning: " + escaped(opened.file.shown) + ": " + what +
-                   "\n");
-    };
     for (const DbProblem &problem : opened.reading.problems) {
-        warn(problemText(problem));
+        warn(opened, problemText(problem));
     }
     if (opened.reading.damage() != nullptr) {
-        warn("damaged, shown as far as it can be read");
+        warn(opened, "damaged, shown as far as it can be read");
     }
 }
 
@@ -258,6 +260,9 @@ ExitStatus runCcFiles(const Options &options, const Globals &globals)
         }
     }
     warnOfProblems(opened);
+    if (!listed && !files.empty()) {
+        warn(opened, "the library cannot list it; this is the tool's own reading");
+    }
     return statusOf(opened.reading);
 }
 
