@@ -108,7 +108,8 @@ expect 1 'damaged' tarn db check unit/db/installed.xml
 expect_also 'copy of a former state: .*dbbak/installed.xml: 1 package'
 expect 3 'not changed, it is damaged' tarn db update unit/db/installed.xml app --active-time 2026-01-03
 expect_also 'tarn db check'
-cp unit/dbbak/installed.xml unit/db/installed.xml
+expect 0 'usable, 1 package' tarn db backups unit/db/installed.xml
+expect 0 'which was damaged, is restored from .*dbbak' tarn db restore unit/db/installed.xml
 expect 0 'sound' tarn db check unit/db/installed.xml
 expect 0 'app +2.0 +service-2.cc' tarn db list unit/db/installed.xml
 expect_same unit/db/installed.xml sound.xml
