@@ -94,7 +94,10 @@ protected:
                  {{"usr/bin/notes", "/opt/app/bin/notes"}, {"usr/bin/service", "/opt/app/bin/service"}},
                  makeImage(dir, "system 1.0")};
         second = {"2.0",
-                  {{"service", pattern(70000, 1)}, {"settings", "port = 8080\n"}, {"tools", "version 2\n"}},
+                  {{"service", pattern(70000, 1)},
+                   {"settings", "port = 8080\n"},
+                   {"tools", "version 2\n"},
+                   {"extra", "more\n"}},
                   {{"usr/bin/service", "/opt/app/bin/service2"}, {"usr/bin/tools", "/opt/app/bin/tools"}},
                   makeImage(dir, "system 2.0")};
         device.build(first);
