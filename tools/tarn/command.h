@@ -65,7 +65,9 @@ void putName(Json &json, const std::string &key, const std::string &name);
 void putNames(Json &json, const std::string &key, const std::vector<std::string> &names);
 
 // The groups, a folder or a file each.
+void addCrcCommand(CLI::App &app, Globals &globals);
 void addDbGroup(CLI::App &app, Globals &globals);
+void addDescGroup(CLI::App &app, Globals &globals);
 void addKeysGroup(CLI::App &app, Globals &globals);
 void addListGroup(CLI::App &app, Globals &globals);
 void addPackageGroup(CLI::App &app, Globals &globals);

@@ -119,6 +119,8 @@ int runTool(int argc, char **argv)
     addPackageGroup(app, globals);
     addListGroup(app, globals);
     addDbGroup(app, globals);
+    addDescGroup(app, globals);
+    addCrcCommand(app, globals);
     addKeysGroup(app, globals);
     std::vector<std::string> words = splitWords(argc, argv, globals);
     return reporting(globals, [&] {

@@ -1,0 +1,65 @@
+// tarn crc: CRC-16/XMODEM of a file, by the library.
+#include <memory>
+
+#include <tarn_boot/verification.h>
+
+#include "command.h"
+#include "library_log.h"
+#include "list/load.h"
+#include "text.h"
+
+namespace tarn::tool {
+
+namespace {
+
+constexpr LibraryResult kRefused = {SWM_FAIL, "SWM_FAIL", "no checksum"};
+
+[[noreturn]] void refuse(const ListFile &file, const Json &report)
+{
+    Failure failure;
+    failure.status = ExitStatus::No;
+    failure.what =
+        escaped(file.path) + (file.content.empty() ? ": is empty" : ": every byte is 0") + ", and so has no checksum";
+    failure.result = &kRefused;
+    failure.reason = takeLibraryReason();
+    failure.next = "erased or unwritten data must not pass as valid: check where the file comes from";
+    failure.report = report;
+    throw failure;
+}
+
+ExitStatus run(const std::string &path, const Globals &globals)
+{
+    const ListFile file(path);
+    Json report;
+    putName(report, "file", path);
+    report.update({{"size", file.content.size()}, {"algorithm", "CRC-16/XMODEM"}, {"crc", Json()}});
+    uint16_t checksum = 0;
+    takeLibraryReason();
+    if (SWM_CrcCheck(reinterpret_cast<const uint8_t *>(file.content.data()), static_cast<uint32_t>(file.content.size()),
+                     &checksum) != SWM_OK) {
+        refuse(file, report);
+    }
+    const std::string digits = format("%04x", static_cast<unsigned>(checksum));
+    if (globals.json) {
+        report["crc"] = digits;
+        printJson(report);
+    } else {
+        printOut(digits + "  " + escaped(path) + "\n");
+    }
+    return ExitStatus::Done;
+}
+
+} // namespace
+
+void addCrcCommand(CLI::App &app, Globals &globals)
+{
+    static constexpr CommandText kText = {
+        "crc", "FILE", "Compute the CRC-16/XMODEM of a file",
+        "Polynomial 0x1021, most significant bit first, initial value 0, no final XOR; files up to 2 GiB.\n"
+        "Exit status: 0 computed; 1 the file is empty or all zero; 2 wrong usage; 3 cannot be read."};
+    const auto path = std::make_shared<std::string>();
+    Command command(app, globals, kText, [path, &globals] { return run(*path, globals); });
+    command.operand("FILE", "The file", *path);
+}
+
+} // namespace tarn::tool
