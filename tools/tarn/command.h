@@ -65,6 +65,7 @@ void putName(Json &json, const std::string &key, const std::string &name);
 void putNames(Json &json, const std::string &key, const std::vector<std::string> &names);
 
 // The groups, a folder or a file each.
+void addBootGroup(CLI::App &app, Globals &globals);
 void addCrcCommand(CLI::App &app, Globals &globals);
 void addDbGroup(CLI::App &app, Globals &globals);
 void addDescGroup(CLI::App &app, Globals &globals);

@@ -122,6 +122,7 @@ int runTool(int argc, char **argv)
     addDescGroup(app, globals);
     addCrcCommand(app, globals);
     addKeysGroup(app, globals);
+    addBootGroup(app, globals);
     std::vector<std::string> words = splitWords(argc, argv, globals);
     return reporting(globals, [&] {
         refuseEmptyValues(words);

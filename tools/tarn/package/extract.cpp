@@ -7,9 +7,10 @@
 
 #include "library_log.h"
 #include "package/commands.h"
+#include "package/names.h"
 #include "package/reader.h"
+#include "package/whole_member.h"
 #include "packaging/deferred_signals.h"
-#include "packaging/names.h"
 #include "platform_config.h"
 #include "results.h"
 #include "terminal.h"
@@ -28,15 +29,8 @@ struct Options {
     std::vector<std::string> names;
     std::string directory;
     std::string mode;
+    bool withHeader = false;
 };
-
-void checkName(const std::string &name)
-{
-    if (!packaging::isPlainFileName(name)) {
-        refuseUsage(inQuotes(name) + ": not a plain file name, and so never extracted",
-                    "only members with plain names can be extracted; \"tarn package list\" shows them");
-    }
-}
 
 uint32_t parseMode(const std::string &text)
 {
@@ -53,6 +47,11 @@ uint32_t extractOne(const Options &options, const std::string &name)
     takeLibraryReason();
     // Cut in two, it would leave part of a file and the work directory.
     const packaging::DeferredSignals uninterrupted;
+    if (options.withHeader) {
+        copyWholeMember(options.package, name, options.directory,
+                        options.mode.empty() ? 0440 : parseMode(options.mode));
+        return TARN_EXTRACT_OK;
+    }
     if (options.mode.empty()) {
         return TARN_ExtractFromPackage(options.package.c_str(), name.c_str(), options.directory.c_str());
     }
@@ -140,13 +139,15 @@ Json extractedJson(const Options &options, const std::string &name)
 
 ExitStatus run(const Options &options, const Globals &globals)
 {
-    std::for_each(options.names.begin(), options.names.end(), checkName);
+    std::for_each(options.names.begin(), options.names.end(), requirePlainName);
     if (!options.mode.empty()) {
         static_cast<void>(parseMode(options.mode));
     }
     Json extracted = Json::array();
-    checkPlatformConfig();
-    const uint64_t expectedReads = inspect(options);
+    if (!options.withHeader) {
+        checkPlatformConfig();
+    }
+    const uint64_t expectedReads = options.withHeader ? 0 : inspect(options);
     Progress progress("unpacking", [=] { return expectedReads; });
     for (const std::string &name : options.names) {
         const uint32_t result = extractOne(options, name);
@@ -158,11 +159,16 @@ ExitStatus run(const Options &options, const Globals &globals)
         extracted.push_back(extractedJson(options, name));
         if (!globals.json) {
             progress.print(inQuotes(name) + " -> " + escaped(extracted.back()["path"].get<std::string>()) + ", " +
-                           counted(extracted.back()["size"].get<uint64_t>(), "byte") + "\n");
+                           counted(extracted.back()["size"].get<uint64_t>(), "byte") +
+                           (options.withHeader ? ", header included, not verified\n" : "\n"));
         }
     }
     if (globals.json) {
-        printJson({{"package", options.package}, {"extracted", extracted}});
+        Json report = {{"package", options.package}, {"extracted", extracted}};
+        if (options.withHeader) {
+            report.update({{"with_header", true}, {"verified", false}});
+        }
+        printJson(report);
     }
     return ExitStatus::Done;
 }
@@ -175,6 +181,8 @@ void addPackageExtract(CLI::App &group, Globals &globals)
         "extract", "-d DIR PACKAGE NAME...",
         "Verify members and write them to a directory, stopping at the first that fails",
         "An existing file of a member's name is replaced.\n"
+        "With --with-header whole members are copied as they lie in the package, by either name. Nothing is verified\n"
+        "then, neither structure nor signature nor digest.\n"
         "Exit status: 0 all extracted; 1 no such member, or not as signed; 2 wrong usage; 3 could not be carried out."};
     const auto options = std::make_shared<Options>();
     Command command(group, globals, kText, [options, &globals] { return run(*options, globals); });
@@ -182,6 +190,7 @@ void addPackageExtract(CLI::App &group, Globals &globals)
     command.operands("NAME...", "Subfile name: the content. File name: the content behind its header", options->names);
     command.option("-d,--directory", options->directory, "DIR", "Where to; made when missing").required();
     command.option("--mode", options->mode, "MODE", "Mode of the files, octal; 0440 by default");
+    command.app.add_flag("--with-header", options->withHeader, "Whole members, header included, NOT VERIFIED");
 }
 
 } // namespace tarn::tool

@@ -11,6 +11,9 @@ void addPackageGroup(CLI::App &app, Globals &globals)
     addPackageVerify(group, globals);
     addPackageExtract(group, globals);
     addPackageHeader(group, globals);
+    addPackageSignature(group, globals);
+    addPackageAttach(group, globals);
+    addPackageDetach(group, globals);
 }
 
 } // namespace tarn::tool

@@ -88,6 +88,23 @@ MemberList::~MemberList()
     }
 }
 
+UnverifiedList parseSignedList(const std::string &text)
+{
+    UnverifiedList list;
+    list.state = ListState::Unreadable;
+    const std::unique_ptr<SwmIniSection, FreeProfile> profile(
+        text.find('\0') == std::string::npos ? SWM_IniLoadProfileFromFileMem(text.c_str()) : nullptr);
+    for (const SwmIniSection *section = profile.get(); section != nullptr; section = section->next) {
+        const char *name = valueOf(*section, "FILENAME");
+        const char *digest = valueOf(*section, "SHA256-DIGEST");
+        list.state = ListState::Present;
+        if (name != nullptr && digest != nullptr) {
+            list.files.push_back({name, digest});
+        }
+    }
+    return list;
+}
+
 UnverifiedList readUnverifiedList(const OpenPackage &package, const SwmListHead &members)
 {
     UnverifiedList list;
@@ -100,18 +117,7 @@ UnverifiedList readUnverifiedList(const OpenPackage &package, const SwmListHead 
         return list;
     }
     const uint64_t payload = static_cast<uint64_t>(member->memberOffset) + sizeof(MemberFileHeader);
-    const std::string text = readAt(package, payload, member->payloadLength);
-    const std::unique_ptr<SwmIniSection, FreeProfile> profile(
-        text.find('\0') == std::string::npos ? SWM_IniLoadProfileFromFileMem(text.c_str()) : nullptr);
-    for (const SwmIniSection *section = profile.get(); section != nullptr; section = section->next) {
-        const char *name = valueOf(*section, "FILENAME");
-        const char *digest = valueOf(*section, "SHA256-DIGEST");
-        list.state = ListState::Present;
-        if (name != nullptr && digest != nullptr) {
-            list.files.push_back({name, digest});
-        }
-    }
-    return list;
+    return parseSignedList(readAt(package, payload, member->payloadLength));
 }
 
 bool isSignatureMember(const SwmListHead &members, const PkgMemberRecord *member)

@@ -61,6 +61,9 @@ struct UnverifiedList {
     std::vector<packaging::ListedFile> files;
 };
 
+// The text of a list: Present or Unreadable.
+UnverifiedList parseSignedList(const std::string &text);
+
 // The signed list inside the package, its signature not checked: for display only.
 UnverifiedList readUnverifiedList(const OpenPackage &package, const SwmListHead &members);
 
