@@ -17,6 +17,7 @@ struct Globals {
     bool json = false;
     std::string logLevel;
     std::string config;
+    bool examinesConfig = false; // the command says itself what is wrong with the configuration
     std::vector<std::string> behindMark; // the words behind "--": never options
     std::function<ExitStatus()> run;
 };
@@ -69,6 +70,7 @@ void addBootGroup(CLI::App &app, Globals &globals);
 void addCrcCommand(CLI::App &app, Globals &globals);
 void addDbGroup(CLI::App &app, Globals &globals);
 void addDescGroup(CLI::App &app, Globals &globals);
+void addDoctor(CLI::App &app, Globals &globals);
 void addKeysGroup(CLI::App &app, Globals &globals);
 void addListGroup(CLI::App &app, Globals &globals);
 void addPackageGroup(CLI::App &app, Globals &globals);

@@ -72,7 +72,7 @@ void applyGlobals(const Globals &globals)
         showLibraryLog(level);
     }
     if (!globals.config.empty()) {
-        usePlatformConfig(globals.config);
+        usePlatformConfig(globals.config, !globals.examinesConfig);
     }
 }
 
@@ -123,6 +123,7 @@ int runTool(int argc, char **argv)
     addCrcCommand(app, globals);
     addKeysGroup(app, globals);
     addBootGroup(app, globals);
+    addDoctor(app, globals);
     std::vector<std::string> words = splitWords(argc, argv, globals);
     return reporting(globals, [&] {
         refuseEmptyValues(words);

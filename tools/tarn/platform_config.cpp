@@ -54,12 +54,14 @@ std::string namedInEnvironment()
 
 } // namespace
 
-void usePlatformConfig(const std::string &path)
+void usePlatformConfig(const std::string &path, bool isChecked)
 {
     if (!kCanChoose) {
         refuse(path, "the platform library of this build always reads its own", "leave --config out");
     }
-    checkFile(path);
+    if (isChecked) {
+        checkFile(path);
+    }
     // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing else runs yet
     setenv(kVariable, std::filesystem::absolute(path).c_str(), 1);
 }
@@ -75,7 +77,7 @@ void checkPlatformConfig()
 std::string platformConfigInUse()
 {
     const std::string named = namedInEnvironment();
-    return named.empty() ? "/etc/tarn/basic.conf" : named;
+    return named.empty() ? kDefaultConfig : named;
 }
 
 } // namespace tarn::tool

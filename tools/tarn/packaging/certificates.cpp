@@ -17,6 +17,7 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr size_t kMaxFile = 4u << 20; // as the platform bounds it
+constexpr int kSecurityBits = 112;
 
 using RevocationPtr = std::unique_ptr<X509_CRL, Releaser<X509_CRL_free>>;
 using PurposePtr = std::unique_ptr<ASN1_OBJECT, Releaser<ASN1_OBJECT_free>>;
@@ -72,6 +73,7 @@ CertificateFacts factsOf(X509 *certificate, const std::string &purpose)
     const char *type = key == nullptr ? nullptr : EVP_PKEY_get0_type_name(key);
     facts.keyType = type == nullptr ? "unknown" : type;
     facts.keyBits = key == nullptr ? 0 : EVP_PKEY_get_bits(key);
+    facts.isWeak = key == nullptr || EVP_PKEY_get_security_bits(key) < kSecurityBits;
     facts.notBefore = timeOf(X509_get0_notBefore(certificate));
     facts.notAfter = timeOf(X509_get0_notAfter(certificate));
     const uint32_t usage = X509_get_key_usage(certificate); // all of them where they are not limited

@@ -15,6 +15,7 @@ struct CertificateFacts {
     std::string serial; // hexadecimal
     std::string keyType;
     int keyBits = 0;
+    bool isWeak = false; // under 112 bits of security
     time_t notBefore = 0;
     time_t notAfter = 0;
     bool mayIssue = false;   // a CA, and a key usage that lets it sign certificates
