@@ -1,6 +1,9 @@
 // Databases of installed software, and their copies.
+#include <algorithm>
+#include <cstring>
 #include <optional>
 
+#include "db/backup.h"
 #include "db/contents.h"
 #include "db/file.h"
 #include "doctor/findings.h"
@@ -15,6 +18,13 @@ namespace {
 
 constexpr char kArea[] = "database";
 
+// Every patch that services add is one: nothing to attend to.
+bool hasOnlyUnlistable(const DbReading &reading)
+{
+    return std::all_of(reading.problems.begin(), reading.problems.end(),
+                       [](const DbProblem &problem) { return strcmp(problem.kind, "not_listable") == 0; });
+}
+
 // The bytes of a sound file. Anything else is a finding of `severity`.
 std::optional<std::string> readSound(const fs::path &path, Severity severity, const char *why, const char *next,
                                      Findings &findings)
@@ -23,6 +33,13 @@ std::optional<std::string> readSound(const fs::path &path, Severity severity, co
         const std::string bytes = readWhole(path);
         const DbReading reading = readDatabase(bytes);
         if (reading.isSound()) {
+            return bytes;
+        }
+        if (hasOnlyUnlistable(reading)) {
+            findings.push_back({Severity::Note, kArea, path.string(),
+                                "has " + format("%zu patches or mods", reading.problems.size()) +
+                                    " that the library's listing cannot read",
+                                "listing all packages fails with them, as services know", "\"tarn db list\" reads on"});
             return bytes;
         }
         const DbProblem &first = reading.damage() != nullptr ? *reading.damage() : reading.problems.front();
@@ -48,10 +65,10 @@ void compare(const fs::path &database, const fs::path &backup, bool isSame, Find
     } else if (!error && saved > changed) {
         findings.push_back({Severity::Warning, kArea, backup.string(), "differs from the database and is newer",
                             "a backup is made before a change: the database may have been put back, or changed by hand",
-                            "compare them with \"tarn db diff\""});
+                            "\"tarn db backups\" shows it"});
     } else {
         findings.push_back({Severity::Note, kArea, backup.string(), "differs from the database and is older",
-                            "as it has to be after a change", "\"tarn db diff\" shows what has changed since"});
+                            "as it has to be after a change", "\"tarn db backups\" shows it"});
     }
 }
 
@@ -83,7 +100,7 @@ void examineDatabases(const Examined &examined, Findings &findings)
         const fs::path real = fs::canonical(name, error);
         const fs::path path = error ? fs::path(name) : real;
         const auto bytes = readSound(path, Severity::Error, "what is installed is not known for certain",
-                                     "\"tarn db check\" tells all, and how to put the backup back", findings);
+                                     "\"tarn db check\" tells all, \"tarn db restore\" puts the copy back", findings);
         if (bytes) {
             findings.push_back({Severity::Ok, kArea, path.string(), "sound", "", ""});
         }
