@@ -74,5 +74,7 @@ void addDoctor(CLI::App &app, Globals &globals);
 void addKeysGroup(CLI::App &app, Globals &globals);
 void addListGroup(CLI::App &app, Globals &globals);
 void addPackageGroup(CLI::App &app, Globals &globals);
+void addSignedListGroup(CLI::App &app, Globals &globals);
+void addVerifyCommand(CLI::App &app, Globals &globals);
 
 } // namespace tarn::tool

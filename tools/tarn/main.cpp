@@ -120,7 +120,9 @@ int runTool(int argc, char **argv)
     addListGroup(app, globals);
     addDbGroup(app, globals);
     addDescGroup(app, globals);
+    addSignedListGroup(app, globals);
     addCrcCommand(app, globals);
+    addVerifyCommand(app, globals);
     addKeysGroup(app, globals);
     addBootGroup(app, globals);
     addDoctor(app, globals);

@@ -50,6 +50,20 @@ const char *descKindName(DescKind kind)
     return kNames[static_cast<size_t>(kind)];
 }
 
+std::optional<DescKind> detectDescKind(const ListFile &file)
+{
+    if (has(file, "cc_include") || has(file, "is_startup")) {
+        return DescKind::Cc;
+    }
+    if (has(file, "package_name") || has(file, "files:") || has(file, "requires")) {
+        return DescKind::Package;
+    }
+    if (has(file, ".rpm ")) {
+        return DescKind::Rpm;
+    }
+    return std::nullopt;
+}
+
 DescKind chooseDescKind(const std::string &typeName, const ListFile &file)
 {
     if (!typeName.empty()) {
@@ -59,14 +73,8 @@ DescKind chooseDescKind(const std::string &typeName, const ListFile &file)
         }
         return static_cast<DescKind>(found - std::begin(kNames));
     }
-    if (has(file, "cc_include") || has(file, "is_startup")) {
-        return DescKind::Cc;
-    }
-    if (has(file, "package_name") || has(file, "files:") || has(file, "requires")) {
-        return DescKind::Package;
-    }
-    if (has(file, ".rpm ")) {
-        return DescKind::Rpm;
+    if (const auto kind = detectDescKind(file)) {
+        return *kind;
     }
     failWith(escaped(file.path) + ": nothing tells what kind of descriptor it is",
              "say so with --type cc, package or rpm", ExitStatus::No);

@@ -1,6 +1,7 @@
 // Descriptor files as the library reads them.
 #pragma once
 
+#include <optional>
 #include <span>
 #include <string>
 
@@ -22,7 +23,10 @@ std::span<const DescKey> descKeys(DescKind kind);
 // "cc", "package", "rpm".
 const char *descKindName(DescKind kind);
 
-// A kind by its name, or, for "", as the lines tell. Throws Failure.
+// As the lines tell; nothing when they do not.
+std::optional<DescKind> detectDescKind(const ListFile &file);
+
+// A kind by its name, or, for "", detected. Throws Failure.
 DescKind chooseDescKind(const std::string &typeName, const ListFile &file);
 
 // A value as the library reads it: "" when the key is missing or the value cannot be one.

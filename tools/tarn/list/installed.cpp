@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "packaging/digest.h"
+#include "packaging/error.h"
 #include "packaging/output_file.h"
 #include "text.h"
 
@@ -86,6 +87,45 @@ std::string fileDigest(const std::string &path)
         digest.update(buffer.data(), got);
     } while (got == buffer.size());
     return digest.text();
+}
+
+namespace {
+
+const char *typeWord(FileState state)
+{
+    return state == FileState::Directory ? "directory" : state == FileState::Regular ? "file" : "special file";
+}
+
+InstalledProblem judgeContent(const FilelistTxtRecord &record, const std::string &path)
+{
+    InstalledProblem problem;
+    try {
+        problem.expected = digestText(record);
+        problem.found = fileDigest(path);
+        problem.verdict = problem.found == problem.expected ? InstalledVerdict::Ok : InstalledVerdict::Damaged;
+    } catch (const packaging::PackagingError &) {
+        problem = {InstalledVerdict::Unreadable, "", ""};
+    }
+    return problem;
+}
+
+} // namespace
+
+InstalledProblem judgeInstalled(const FilelistTxtRecord &record)
+{
+    const std::string path = installedPath(record);
+    const FileState state = stateOf(path);
+    const FileState wanted = record.isDir != 0 ? FileState::Directory : FileState::Regular;
+    if (state == FileState::Missing) {
+        return {InstalledVerdict::Missing, "", ""};
+    }
+    if (state == FileState::Unreadable) {
+        return {InstalledVerdict::Unreadable, "", ""};
+    }
+    if (state != wanted) {
+        return {InstalledVerdict::WrongType, typeWord(wanted), typeWord(state)};
+    }
+    return record.isDir != 0 ? InstalledProblem{} : judgeContent(record, path);
 }
 
 } // namespace tarn::tool

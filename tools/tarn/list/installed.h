@@ -22,6 +22,16 @@ FileState stateOf(const std::string &path);
 // Bytes of the installed files that are there.
 uint64_t installedBytes(const LoadedList &list);
 
+enum class InstalledVerdict { Ok, Missing, Damaged, WrongType, Unreadable };
+
+struct InstalledProblem {
+    InstalledVerdict verdict = InstalledVerdict::Ok;
+    std::string expected; // what is listed, and what is there instead: digests, types or ""
+    std::string found;
+};
+
+InstalledProblem judgeInstalled(const FilelistTxtRecord &record);
+
 // SHA-256, 64 hexadecimal digits. Throws PackagingError.
 std::string fileDigest(const std::string &path);
 

@@ -16,7 +16,6 @@ struct Options {
     std::string root;
 };
 
-enum class Verdict { Ok, Missing, Damaged, WrongType, Unreadable };
 constexpr size_t kVerdicts = 5;
 
 struct Words {
@@ -24,7 +23,7 @@ struct Words {
     const char *key;
 };
 
-Words wordsOf(Verdict verdict)
+Words wordsOf(InstalledVerdict verdict)
 {
     static constexpr Words kWords[kVerdicts] = {{"ok", "ok"},
                                                 {"missing", "missing"},
@@ -34,48 +33,7 @@ Words wordsOf(Verdict verdict)
     return kWords[static_cast<size_t>(verdict)];
 }
 
-struct Problem {
-    Verdict verdict = Verdict::Ok;
-    std::string expected; // what is listed, and what is there instead: digests, types or ""
-    std::string found;
-};
-
-const char *typeWord(FileState state)
-{
-    return state == FileState::Directory ? "directory" : state == FileState::Regular ? "file" : "special file";
-}
-
-Problem judgeContent(const FilelistTxtRecord &record, const std::string &path)
-{
-    Problem problem;
-    try {
-        problem.expected = digestText(record);
-        problem.found = fileDigest(path);
-        problem.verdict = problem.found == problem.expected ? Verdict::Ok : Verdict::Damaged;
-    } catch (const packaging::PackagingError &) {
-        problem = {Verdict::Unreadable, "", ""};
-    }
-    return problem;
-}
-
-Problem judge(const FilelistTxtRecord &record)
-{
-    const std::string path = installedPath(record);
-    const FileState state = stateOf(path);
-    const FileState wanted = record.isDir != 0 ? FileState::Directory : FileState::Regular;
-    if (state == FileState::Missing) {
-        return {Verdict::Missing, "", ""};
-    }
-    if (state == FileState::Unreadable) {
-        return {Verdict::Unreadable, "", ""};
-    }
-    if (state != wanted) {
-        return {Verdict::WrongType, typeWord(wanted), typeWord(state)};
-    }
-    return record.isDir != 0 ? Problem{} : judgeContent(record, path);
-}
-
-Json problemJson(const FilelistTxtRecord &record, const Problem &problem)
+Json problemJson(const FilelistTxtRecord &record, const InstalledProblem &problem)
 {
     Json json;
     putName(json, "pool_name", record.poolName);
@@ -88,7 +46,7 @@ Json problemJson(const FilelistTxtRecord &record, const Problem &problem)
     return json;
 }
 
-std::string problemText(const FilelistTxtRecord &record, const Problem &problem)
+std::string problemText(const FilelistTxtRecord &record, const InstalledProblem &problem)
 {
     std::string line = inColour(Colour::Bad, format("%-10s", wordsOf(problem.verdict).shown)) + "  " +
                        escaped(installedPath(record)) + "\n";
@@ -102,7 +60,7 @@ struct Tally {
     size_t counts[kVerdicts] = {};
     Json problems = Json::array();
 
-    size_t of(Verdict verdict) const { return counts[static_cast<size_t>(verdict)]; }
+    size_t of(InstalledVerdict verdict) const { return counts[static_cast<size_t>(verdict)]; }
 };
 
 Tally checkAll(const LoadedList &list, bool json)
@@ -111,9 +69,9 @@ Tally checkAll(const LoadedList &list, bool json)
     Progress progress("verifying", [&] { return installedBytes(list); });
     for (const SwmListNode *node : list.nodes()) {
         const FilelistTxtRecord &record = fileRecord(*node);
-        const Problem problem = judge(record);
+        const InstalledProblem problem = judgeInstalled(record);
         ++tally.counts[static_cast<size_t>(problem.verdict)];
-        if (problem.verdict == Verdict::Ok) {
+        if (problem.verdict == InstalledVerdict::Ok) {
             continue;
         }
         if (json) {
@@ -130,10 +88,10 @@ Json reportOf(const LoadedList &list, const Options &options, const Tally &tally
     Json report;
     putName(report, "list", list.path);
     putName(report, "root", options.root);
-    report["valid"] = tally.of(Verdict::Ok) == list.head.count;
+    report["valid"] = tally.of(InstalledVerdict::Ok) == list.head.count;
     report["checked"] = list.head.count;
     for (size_t verdict = 0; verdict < kVerdicts; ++verdict) {
-        report[wordsOf(static_cast<Verdict>(verdict)).key] = tally.counts[verdict];
+        report[wordsOf(static_cast<InstalledVerdict>(verdict)).key] = tally.counts[verdict];
     }
     report["problems"] = tally.problems;
     return report;
@@ -142,14 +100,15 @@ Json reportOf(const LoadedList &list, const Options &options, const Tally &tally
 // Files that could not be looked at are no answer, unless others are wrong anyhow.
 Failure makeFailure(const LoadedList &list, const Options &options, const Tally &tally)
 {
-    const size_t unreadable = tally.of(Verdict::Unreadable);
-    const bool isAnswer = tally.of(Verdict::Ok) + unreadable < list.head.count;
+    const size_t unreadable = tally.of(InstalledVerdict::Unreadable);
+    const bool isAnswer = tally.of(InstalledVerdict::Ok) + unreadable < list.head.count;
     Failure failure;
     failure.status = isAnswer ? ExitStatus::No : ExitStatus::Failed;
     failure.what = format("%s: %zu missing, %zu damaged, %zu of the wrong type, ", escaped(list.path).c_str(),
-                          tally.of(Verdict::Missing), tally.of(Verdict::Damaged), tally.of(Verdict::WrongType));
+                          tally.of(InstalledVerdict::Missing), tally.of(InstalledVerdict::Damaged),
+                          tally.of(InstalledVerdict::WrongType));
     failure.what += (unreadable == 0 ? "" : std::to_string(unreadable) + " unreadable, ") +
-                    std::to_string(tally.of(Verdict::Ok)) + " as listed";
+                    std::to_string(tally.of(InstalledVerdict::Ok)) + " as listed";
     failure.next = isAnswer ? "install these anew" : "check permissions, then try again";
     failure.report = reportOf(list, options, tally);
     return failure;
@@ -162,7 +121,7 @@ ExitStatus run(const Options &options, const Globals &globals)
     warnOfRemarks(list);
     moveBelow(options.root, list);
     const Tally tally = checkAll(list, globals.json);
-    if (tally.of(Verdict::Ok) != list.head.count) {
+    if (tally.of(InstalledVerdict::Ok) != list.head.count) {
         throw makeFailure(list, options, tally);
     }
     if (globals.json) {

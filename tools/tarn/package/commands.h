@@ -9,6 +9,7 @@ void addPackageCreate(CLI::App &group, Globals &globals);
 void addPackageList(CLI::App &group, Globals &globals);
 void addPackageVerify(CLI::App &group, Globals &globals);
 void addPackageExtract(CLI::App &group, Globals &globals);
+void addPackageInfo(CLI::App &group, Globals &globals);
 void addPackageHeader(CLI::App &group, Globals &globals);
 void addPackageAttach(CLI::App &group, Globals &globals);
 void addPackageDetach(CLI::App &group, Globals &globals);

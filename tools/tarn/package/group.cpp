@@ -8,6 +8,7 @@ void addPackageGroup(CLI::App &app, Globals &globals)
     CLI::App &group = addGroup(app, "package", "Build, inspect, verify and unpack packages");
     addPackageCreate(group, globals);
     addPackageList(group, globals);
+    addPackageInfo(group, globals);
     addPackageVerify(group, globals);
     addPackageExtract(group, globals);
     addPackageHeader(group, globals);

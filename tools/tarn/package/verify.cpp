@@ -3,6 +3,7 @@
 #include <memory>
 
 #include <tarn_boot/container.h>
+#include <tarn_boot/verification.h>
 
 #include "library_log.h"
 #include "package/commands.h"
@@ -19,6 +20,7 @@ namespace {
 
 constexpr size_t kMaxPath = 384;
 constexpr size_t kDigestTextSize = 65;
+constexpr uint32_t kCcPackage = 1; // the type that installers ask for
 
 struct Options {
     std::string package;
@@ -181,7 +183,7 @@ ExitStatus verifyWhole(const Options &options, const Globals &globals)
     {
         const Progress progress("verifying", [=] { return size; });
         const packaging::DeferredSignals uninterrupted; // the work directory must not be left
-        result = TARN_PackageVerify(options.package.c_str());
+        result = SWM_VerifyPackageByType(kCcPackage, options.package.c_str());
     }
     if (result != TARN_VERIFY_OK) {
         throw makeFailure(options.package, result);
