@@ -113,3 +113,9 @@ expect 0 'which was damaged, is restored from .*dbbak' tarn db restore unit/db/i
 expect 0 'sound' tarn db check unit/db/installed.xml
 expect 0 'app +2.0 +service-2.cc' tarn db list unit/db/installed.xml
 expect_same unit/db/installed.xml sound.xml
+
+title "All of it in one report"
+tell "The package, the installed files and the database of the unit, after all that:"
+expect 0 '2 good, 0 bad, 0 unchecked' tarn --config keys/basic.conf verify unit --package service-2.cc \
+    --list unit/lists/2/files.list
+expect 0 'unit/db/installed.xml: sound' tarn db check unit/db/installed.xml
