@@ -41,7 +41,8 @@ std::vector<Line> piecesOf(const std::string &content, size_t atOnce)
         const size_t end = std::min(content.find('\n', start), content.size());
         const size_t length = std::min(end - start, atOnce);
         const bool isWhole = length < atOnce || end - start == length;
-        pieces.push_back({number, content.substr(start, length).c_str(), end < content.size(), !isWhole});
+        const std::string piece = content.substr(start, length);
+        pieces.push_back({number, piece.substr(0, piece.find('\0')), end < content.size(), !isWhole});
         const bool takesEnd = end - start < atOnce && end < content.size();
         start += length + (takesEnd ? 1 : 0);
         number += takesEnd ? 1 : 0;
@@ -245,7 +246,7 @@ private:
         if (fields[2] != "yes" && fields[2] != "no") {
             add(line.number, "flag", "the flag " + inQuotes(fields[2]) + " is not \"yes\", and so counts as no");
         }
-        for (const size_t field : {0, 1, 3}) {
+        for (const size_t field : {size_t{0}, size_t{1}, size_t{3}}) {
             if (fields[field].size() >= kFieldRoom) {
                 add(line.number, "cut", format("field %zu is cut to 127 bytes", field + 1));
             }

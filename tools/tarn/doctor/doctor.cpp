@@ -29,7 +29,7 @@ const char *wordFor(Severity severity)
 
 std::string colouredWord(Severity severity)
 {
-    const std::string word = format("%-8s", wordFor(severity));
+    std::string word = format("%-8s", wordFor(severity));
     switch (severity) {
     case Severity::Ok:
         return inColour(Colour::Good, word);

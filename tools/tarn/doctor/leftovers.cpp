@@ -46,7 +46,7 @@ void examineLoopDevices(const Examined &examined, Findings &findings)
 std::string ownerOf(const std::string &name)
 {
     for (const char *prefix : {"extract_", "verify_"}) {
-        const std::string number = name.rfind(prefix, 0) == 0 ? name.substr(std::string(prefix).size()) : "";
+        std::string number = name.rfind(prefix, 0) == 0 ? name.substr(std::string(prefix).size()) : "";
         if (!number.empty() && std::all_of(number.begin(), number.end(),
                                            [](char character) { return character >= '0' && character <= '9'; })) {
             return number;
