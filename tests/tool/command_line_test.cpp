@@ -85,7 +85,7 @@ TEST_F(CommandLineTest, WrongWordsAreNamed)
     };
     const Row rows[] = {
         {{"pakage"}, "\"pakage\": no such command", "did you mean \"package\"? see tarn --help"},
-        {{"nonsense", "verify"}, "\"nonsense\": no such command", "see tarn --help"},
+        {{"nonsense", "extract"}, "\"nonsense\": no such command", "see tarn --help"},
         {{"package"}, "a command is missing", "tarn package --help"},
         {{"package", "lst", "x"}, "\"lst\": no such command", "did you mean \"list\"? see tarn package --help"},
         {{"--jsn", "package", "list", "x"}, "\"--jsn\": no such option", "did you mean \"--json\"? "},

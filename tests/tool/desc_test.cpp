@@ -95,7 +95,8 @@ TEST_F(DescTest, EscapesWhatDescriptorsHold)
 
 TEST_F(DescTest, NothingSurprisesInPlainDescriptors)
 {
-    for (const char *text : {kCc, kPackage, "# remark: version\n\npackage_name: web\nversion:\n"}) {
+    for (const char *text :
+         {kCc, kPackage, "package_name: web:\nversion: 1\n", "# remark: version\n\npackage_name: web\nversion:\n"}) {
         const Outcome outcome = desc("check", text);
         EXPECT_EQ(outcome.status, 0) << outcome.out;
         EXPECT_NE(outcome.out.find(": accepted, 0 warnings\n"), std::string::npos) << outcome.out;
@@ -201,7 +202,31 @@ TEST_F(PackageInfoTest, ShowsAllDescriptorsAndLeavesNothing)
 TEST_F(PackageInfoTest, NoDescriptorsIsNoError)
 {
     build(signing(), {dir / "app"});
-    EXPECT_EQ(info().out, package.string() + ": 0 descriptors, verified\n");
+    EXPECT_EQ(info().out,
+              "there is no member \"package_desc.txt\"\n" + package.string() + ": 0 descriptors, verified\n");
+    EXPECT_EQ(info({"--json"}).json()["has_package_desc"], false);
+}
+
+TEST_F(PackageInfoTest, WhatIsNoDescriptorIsVerifiedToo)
+{
+    build(foreignSigning(), {dir / "app"});
+    EXPECT_EQ(info().status, 1);
+    build(signing(), {dir / "app", dir / "package_desc.txt"});
+    std::string bytes = readFile(package);
+    bytes[bytes.find("content") + 1] = 'O';
+    writeFile(package, bytes);
+    EXPECT_EQ(info().status, 1);
+    writeFile(package, "no package\n");
+    EXPECT_EQ(info().status, 1);
+}
+
+TEST_F(PackageInfoTest, WhatTheLibraryDoesNotAcceptIsSaid)
+{
+    writeFile(dir / "cc_desc.txt", "is_startup: maybe\ncc_include: web\n");
+    build(signing(), {dir / "cc_desc.txt", dir / "package_desc.txt"});
+    const Outcome outcome = info();
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_NE(outcome.out.find("not accepted: "), std::string::npos) << outcome.out;
 }
 
 TEST_F(PackageInfoTest, RefusesWhatDoesNotVerify)

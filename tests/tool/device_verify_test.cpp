@@ -1,6 +1,9 @@
 // tarn verify: one report for a device.
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include "list_lines.h"
 #include "packaging/signed_list.h"
 #include "packaging/signer.h"
@@ -98,6 +101,10 @@ TEST_F(DeviceVerifyTest, WhatIsNamedInsteadOfThePool)
     EXPECT_EQ(verify({"--signed-list", dir / "other"}).status, 3);
     EXPECT_EQ(verify({"--package", dir / "none.cc"}).status, 1);
     EXPECT_EQ(verify().status, 3); // no pool
+    fs::create_directories(root / "pool");
+    const Outcome empty = verify();
+    EXPECT_EQ(empty.status, 3);
+    EXPECT_NE(empty.err.find("nothing there to verify"), std::string::npos) << empty.err;
     EXPECT_EQ(runTool({"verify"}).status, 2);
 }
 
@@ -106,6 +113,18 @@ TEST_F(DeviceVerifyTest, WithoutAnchorsNothingIsJudged)
     writeFile(config, "[paths]\npackage_pool = /pool\n");
     EXPECT_EQ(verdicts(), (Verdicts{"unchecked", "unchecked", "good"}));
     EXPECT_EQ(verify().status, 3);
+}
+
+TEST_F(DeviceVerifyTest, WhatCannotBeReadIsNamed)
+{
+    fs::create_directory(version / "desc/more.txt"); // no files: passed over
+    ASSERT_EQ(mkfifo((version / "desc/fifo.txt").c_str(), 0600), 0);
+    EXPECT_EQ(verify().status, 0);
+    if (geteuid() != 0) {
+        fs::permissions(version / "desc", fs::perms::none);
+        EXPECT_EQ(verify().status, 3);
+        fs::permissions(version / "desc", fs::perms::owner_all);
+    }
 }
 
 TEST_F(DeviceVerifyTest, CreatesNothing)

@@ -61,7 +61,7 @@ TEST_F(SignedListTest, ShowsCreatorAndFiles)
 
 TEST_F(SignedListTest, GoodListsHaveNoProblems)
 {
-    for (const std::string &text : {good, listText(), "; remark\r\n" + listText()}) {
+    for (const std::string &text : {good, listText(), "; remark\r\n" + listText(), "\xEF\xBB\xBF" + listText()}) {
         const Outcome outcome = list("check", text);
         EXPECT_EQ(outcome.status, 0) << outcome.out;
         EXPECT_NE(outcome.out.find(", 0 problems\n"), std::string::npos);
@@ -92,6 +92,7 @@ TEST_F(SignedListTest, EveryProblemIsNamedWithItsLine)
         {"an empty section", listText("1") + "[empty]\n", "count", 3, true},
         {"a key twice", listText() + "FILENAME=b\n", "repeated_key", 8, true},
         {"a line that is none", listText() + "lost\n", "ignored", 8, true},
+        {"a section without its end", listText("2") + "[2\nFILETYPE=1\n", "count", 3, true},
         {"a key before all sections", "a=b\n" + listText(), "ignored", 1, true},
         {"another first section", "[OTHER]\n" + listText().substr(17), "main_section", 1, false},
     };

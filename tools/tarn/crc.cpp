@@ -5,7 +5,7 @@
 
 #include "command.h"
 #include "library_log.h"
-#include "list/load.h"
+#include "package/reader.h"
 #include "text.h"
 
 namespace tarn::tool {
@@ -14,7 +14,23 @@ namespace {
 
 constexpr LibraryResult kRefused = {SWM_FAIL, "SWM_FAIL", "no checksum"};
 
-[[noreturn]] void refuse(const ListFile &file, const Json &report)
+struct Content {
+    std::string path;
+    std::string content;
+};
+
+// All at once: the library takes one buffer, whose length has 32 bits.
+Content contentOf(const std::string &path)
+{
+    const OpenPackage file = openPackage(path);
+    if (file.size > UINT32_MAX) {
+        failWith(escaped(path) + ": has " + humanSize(file.size) + ", a checksum is of less than 4 GiB",
+                 "take the checksum of parts of it");
+    }
+    return {path, readAt(file, 0, file.size)};
+}
+
+[[noreturn]] void refuse(const Content &file, const Json &report)
 {
     Failure failure;
     failure.status = ExitStatus::No;
@@ -29,7 +45,7 @@ constexpr LibraryResult kRefused = {SWM_FAIL, "SWM_FAIL", "no checksum"};
 
 ExitStatus run(const std::string &path, const Globals &globals)
 {
-    const ListFile file(path);
+    const Content file = contentOf(path);
     Json report;
     putName(report, "file", path);
     report.update({{"size", file.content.size()}, {"algorithm", "CRC-16/XMODEM"}, {"crc", Json()}});
@@ -55,7 +71,7 @@ void addCrcCommand(CLI::App &app, Globals &globals)
 {
     static constexpr CommandText kText = {
         "crc", "FILE", "Compute the CRC-16/XMODEM of a file",
-        "Polynomial 0x1021, most significant bit first, initial value 0, no final XOR; files up to 2 GiB.\n"
+        "Polynomial 0x1021, most significant bit first, initial value 0, no final XOR; files of less than 4 GiB.\n"
         "Exit status: 0 computed; 1 the file is empty or all zero; 2 wrong usage; 3 cannot be read."};
     const auto path = std::make_shared<std::string>();
     Command command(app, globals, kText, [path, &globals] { return run(*path, globals); });

@@ -174,6 +174,18 @@ fs::path poolBelow(const fs::path &root)
     return root / fs::path(version).parent_path().parent_path().relative_path();
 }
 
+// One that cannot be read is named in the report.
+void takeIfFileList(const fs::path &path, Options &options)
+{
+    try {
+        if (detectKind(ListFile(path.string())) == &fileListKind()) {
+            options.lists.push_back(path);
+        }
+    } catch (const Failure &) {
+        options.lists.push_back(path);
+    }
+}
+
 // Links are not followed: what they lead to is another's.
 void discover(Options &options)
 {
@@ -187,7 +199,8 @@ void discover(Options &options)
     }
     for (; entry != fs::recursive_directory_iterator(); entry.increment(error)) {
         const fs::path &path = entry->path();
-        if (!fs::is_regular_file(fs::symlink_status(path, error))) {
+        std::error_code unknown;
+        if (!fs::is_regular_file(fs::symlink_status(path, unknown))) {
             continue;
         }
         if (TARN_SafeIsPkgFile(path.c_str()) != 0) {
@@ -195,11 +208,17 @@ void discover(Options &options)
         } else if (path.filename() == packaging::kListName) {
             options.signedLists.push_back(path);
         } else if (path.parent_path().filename() == "desc" && path.extension() == ".txt") {
-            const ListKind *kind = detectKind(ListFile(path.string()));
-            if (kind == &fileListKind()) {
-                options.lists.push_back(path);
-            }
+            takeIfFileList(path, options);
         }
+    }
+    if (error) {
+        failWith(escaped(pool.string()) + ": cannot look through all of the package pool: " + error.message(),
+                 "check permissions, or name --package, --list and --signed-list");
+    }
+    if (options.isEmpty()) {
+        failWith(escaped(pool.string()) + ": nothing there to verify",
+                 "check package_pool in " + escaped(platformConfigInUse()) +
+                     ", or name --package, --list and --signed-list");
     }
     for (auto *paths : {&options.packages, &options.lists, &options.signedLists}) {
         std::sort(paths->begin(), paths->end());

@@ -149,8 +149,17 @@ private:
 
     void checkValue(const DescKey &key, const Line &line)
     {
-        const std::string value = line.text.substr(line.text.find(':') + 1);
-        if (value.find(':') != std::string::npos) {
+        // Empty pieces do not count.
+        std::vector<std::string> pieces;
+        for (size_t start = 0; start < line.text.size();) {
+            const size_t end = std::min(line.text.find(':', start), line.text.size());
+            if (end > start) {
+                pieces.push_back(line.text.substr(start, end - start));
+            }
+            start = end + 1;
+        }
+        const std::string value = pieces.size() == 2 ? pieces[1] : "";
+        if (pieces.size() > 2) {
             add(line.number, "colon_in_value", format("the value of \"%s\" has a colon: it reads as empty", key.name));
         } else if (trimmed(value).size() >= key.room) {
             add(line.number, "too_long",

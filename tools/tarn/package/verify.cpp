@@ -8,6 +8,7 @@
 #include "library_log.h"
 #include "package/commands.h"
 #include "package/reader.h"
+#include "package/verify.h"
 #include "packaging/deferred_signals.h"
 #include "platform_config.h"
 #include "results.h"
@@ -175,23 +176,13 @@ OpenPackage openForCheck(const std::string &path)
 
 // ---- The whole package ----
 
-// A digest that differs leaves the library's cache locked for good: nothing may touch it after a failure.
 ExitStatus verifyWhole(const Options &options, const Globals &globals)
 {
-    const uint64_t size = openForCheck(options.package).size;
-    uint32_t result = TARN_VERIFY_OK;
-    {
-        const Progress progress("verifying", [=] { return size; });
-        const packaging::DeferredSignals uninterrupted; // the work directory must not be left
-        result = SWM_VerifyPackageByType(kCcPackage, options.package.c_str());
-    }
-    if (result != TARN_VERIFY_OK) {
-        throw makeFailure(options.package, result);
-    }
+    requireVerified(options.package);
     const CacheLock lock;
     const Coverage coverage = cachedCoverage();
     if (globals.json) {
-        printJson(reportOf(options.package, result, coverage.listedCount(), coverage));
+        printJson(reportOf(options.package, TARN_VERIFY_OK, coverage.listedCount(), coverage));
     } else {
         printValid(options.package, coverage.listedCount());
     }
@@ -354,6 +345,20 @@ ExitStatus verifyMembers(const Options &options, const Globals &globals)
 }
 
 } // namespace
+
+void requireVerified(const std::string &path)
+{
+    const uint64_t size = openForCheck(path).size;
+    uint32_t result = TARN_VERIFY_OK;
+    {
+        const Progress progress("verifying", [=] { return size; });
+        const packaging::DeferredSignals uninterrupted; // the work directory must not be left
+        result = SWM_VerifyPackageByType(kCcPackage, path.c_str());
+    }
+    if (result != TARN_VERIFY_OK) {
+        throw makeFailure(path, result);
+    }
+}
 
 void addPackageVerify(CLI::App &group, Globals &globals)
 {

@@ -20,6 +20,7 @@ constexpr size_t kNameRoom = 96;
 constexpr size_t kDigestSize = 64;
 constexpr size_t kMaxLine = 4095;
 constexpr size_t kMaxKey = 64;
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
 struct Value {
     size_t line = 0;
@@ -46,7 +47,12 @@ std::string_view withoutBlanksBehind(std::string_view text)
 
 class Examiner {
 public:
-    explicit Examiner(std::string_view listText) : content(listText) {}
+    explicit Examiner(std::string_view listText) : content(listText)
+    {
+        if (content.substr(0, kByteOrderMark.size()) == kByteOrderMark) {
+            content.remove_prefix(kByteOrderMark.size());
+        }
+    }
 
     std::vector<SignedListNote> examine()
     {
@@ -90,7 +96,7 @@ private:
         if (line.empty() || line[0] == ';' || line[0] == '#') {
             return;
         }
-        if (line[0] == '[') {
+        if (line[0] == '[' && withoutBlanksBehind(line).back() == ']') {
             sections.push_back({number, std::string(withoutBlanksBehind(line)), {}});
             return;
         }

@@ -119,12 +119,18 @@ struct Verdict {
     bool isAnswer() const { return isValid() || meaning == nullptr || meaning->fault == SignatureFault::Package; }
 };
 
-Verdict judge(const Options &options)
+// Of the bytes that were read.
+Verdict judge(const Options &options, const ListFile &list)
 {
     checkPlatformConfig();
     const ListFile signature(options.signature);
     Verdict verdict;
-    verdict.status = SWM_VerifyPssCms(options.file.c_str(), options.signature.c_str());
+    SwmCmsMemRecord record = {};
+    record.content = reinterpret_cast<const uint8_t *>(list.content.data());
+    record.contentLength = static_cast<uint32_t>(list.content.size());
+    record.signature = reinterpret_cast<const uint8_t *>(signature.content.data());
+    record.signatureLength = static_cast<uint32_t>(signature.content.size());
+    verdict.status = SWM_VerifyCmsFromMem(&record, 1);
     verdict.meaning = signatureMeaning(verdict.status);
     verdict.signer = packaging::signerOf(signature.content);
     takeLibraryReason();
@@ -183,7 +189,7 @@ ExitStatus runCheck(const Options &options, const Globals &globals)
     const Loaded loaded(file);
     std::optional<Verdict> verdict;
     if (!options.signature.empty()) {
-        verdict = judge(options);
+        verdict = judge(options, file);
     }
     const bool isSigned = !verdict || verdict->isValid();
     const bool isGood = loaded.list != nullptr && notes.empty();
