@@ -17,7 +17,7 @@ struct Globals {
     bool json = false;
     std::string logLevel;
     std::string config;
-    bool examinesConfig = false; // the command says itself what is wrong with the configuration
+    bool examinesConfig = false;         // the command says itself what is wrong with the configuration
     std::vector<std::string> behindMark; // the words behind "--": never options
     std::function<ExitStatus()> run;
 };
