@@ -60,6 +60,7 @@ std::vector<LoopDevice> attachedLoopDevices(const fs::path &sysBlock)
     }
     std::sort(found.begin(), found.end(), [](const auto &a, const auto &b) { return a.first < b.first; });
     std::vector<LoopDevice> devices;
+    devices.reserve(found.size());
     for (auto &[number, device] : found) {
         devices.push_back(std::move(device));
     }
