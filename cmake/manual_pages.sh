@@ -15,13 +15,11 @@ trap 'rm -rf "$work"' EXIT
 help() {
     part=$1
     shift
-    # shellcheck disable=SC2086 # an emulator and its options are words
-    ${EMULATOR:-} "$tool" "$@" --help | awk -v part="$part" -f "$scripts/manual_pages.awk"
+    "$tool" "$@" --help | awk -v part="$part" -f "$scripts/manual_pages.awk"
 }
 
 subcommands() {
-    # shellcheck disable=SC2086
-    ${EMULATOR:-} "$tool" "$@" --help |
+    "$tool" "$@" --help |
         awk '/^Subcommands:/ { inside = 1; next } /^$/ { inside = 0 } inside && /^  [^ ]/ { print $1 }'
 }
 

@@ -21,9 +21,9 @@ if command -v groff >/dev/null; then
     done
 fi
 
-# The tool may need an emulator: completion calls what it finds under the name of the first word.
+# Completion calls what it finds under the name of the first word.
 # shellcheck disable=SC2317 # completion calls both
-tarn() { ${EMULATOR:-} "$tool" "$@"; }
+tarn() { "$tool" "$@"; }
 # shellcheck disable=SC2317
 compopt() { :; }
 # shellcheck source=/dev/null

@@ -1,8 +1,10 @@
-// Registration of commands and the shape of reports.
+// Registration of commands with CLI11.
 #include "command.h"
 
 #include <algorithm>
 #include <sstream>
+
+#include <CLI/CLI.hpp>
 
 #include "text.h"
 #include "usage.h"
@@ -105,26 +107,48 @@ CLI::App &addGroup(CLI::App &app, const std::string &name, const std::string &de
     return group;
 }
 
-Command::Command(CLI::App &group, Globals &globals, const CommandText &text, std::function<ExitStatus()> run)
-    : app(*group.add_subcommand(text.name, text.description)), words(std::make_shared<std::vector<Operand>>())
+Command::Command(CLI::App &group, Globals &allGlobals, const CommandText &text, std::function<ExitStatus()> run)
+    : app(*group.add_subcommand(text.name, text.description)), globals(allGlobals),
+      words(std::make_shared<std::vector<Operand>>())
 {
     addGlobalOptions(app, globals);
     app.allow_extras();
     app.fallthrough(false);
     app.formatter(std::make_shared<CommandHelp>(text.usage, words));
     app.footer(text.footer);
-    app.callback([&globals, command = &app, operands = words, run = std::move(run)] {
-        globals.run = [=, &globals] {
-            takeOperands(*command, *operands, wordsOf(*command, globals));
+    app.callback([&allGlobals, command = &app, operands = words, run = std::move(run)] {
+        allGlobals.run = [=, &allGlobals] {
+            takeOperands(*command, *operands, wordsOf(*command, allGlobals));
             return run();
         };
     });
 }
 
-CLI::Option &Command::option(const std::string &names, std::string &value, const char *type,
+void Command::option(const std::string &names, std::string &value, const char *type, const std::string &description)
+{
+    addValue(app, names, value, type, description);
+}
+
+void Command::option(const std::string &names, unsigned &value, const char *type, const std::string &description)
+{
+    app.add_option(names, value, description)->type_name(type);
+}
+
+void Command::requiredOption(const std::string &names, std::string &value, const char *type,
                              const std::string &description)
 {
-    return addValue(app, names, value, type, description);
+    addValue(app, names, value, type, description).required();
+}
+
+void Command::repeatedOption(const std::string &names, std::vector<std::string> &values, const char *type,
+                             const std::string &description)
+{
+    app.add_option(names, values, description)->type_name(type)->expected(1)->take_all();
+}
+
+void Command::flag(const std::string &names, bool &value, const std::string &description)
+{
+    app.add_flag(names, value, description);
 }
 
 void Command::operand(const std::string &name, const std::string &description, std::string &value)
@@ -137,27 +161,9 @@ void Command::operands(const std::string &name, const std::string &description, 
     words->push_back({name, description, [&values](const std::string &word) { values.push_back(word); }, true});
 }
 
-void putName(Json &json, const std::string &key, const std::string &name)
+void Command::examinesConfig()
 {
-    json[key] = name;
-    if (!isUtf8(name)) {
-        json[key + "_hex"] = hex(name);
-    }
-}
-
-void putNames(Json &json, const std::string &key, const std::vector<std::string> &names)
-{
-    json[key] = names;
-    if (!std::all_of(names.begin(), names.end(), isUtf8)) {
-        Json digits = Json::array();
-        std::transform(names.begin(), names.end(), std::back_inserter(digits), hex);
-        json[key + "_hex"] = digits;
-    }
-}
-
-void printJson(const Json &document)
-{
-    printOut(document.dump(2, ' ', false, Json::error_handler_t::replace) + "\n");
+    app.parse_complete_callback([&toTell = globals] { toTell.examinesConfig = true; });
 }
 
 } // namespace tarn::tool

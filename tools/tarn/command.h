@@ -1,4 +1,4 @@
-// What a command is made of: its registration with CLI11, the options all share, the report it prints.
+// What a command is made of: its words on the command line, and the options all share.
 #pragma once
 
 #include <functional>
@@ -6,9 +6,11 @@
 #include <string>
 #include <vector>
 
-#include <CLI/CLI.hpp>
-
 #include "exit_status.h"
+
+namespace CLI {
+class App;
+} // namespace CLI
 
 namespace tarn::tool {
 
@@ -17,7 +19,7 @@ struct Globals {
     bool json = false;
     std::string logLevel;
     std::string config;
-    bool examinesConfig = false;         // the command says itself what is wrong with the configuration
+    bool examinesConfig = false;         // see Command::examinesConfig
     std::vector<std::string> behindMark; // the words behind "--": never options
     std::function<ExitStatus()> run;
 };
@@ -47,23 +49,25 @@ class Command {
 public:
     Command(CLI::App &group, Globals &globals, const CommandText &text, std::function<ExitStatus()> run);
 
-    // An option with a value, which cannot be empty.
-    CLI::Option &option(const std::string &names, std::string &value, const char *type, const std::string &description);
+    // Options with a value, of which a text cannot be empty.
+    void option(const std::string &names, std::string &value, const char *type, const std::string &description);
+    void option(const std::string &names, unsigned &value, const char *type, const std::string &description);
+    void requiredOption(const std::string &names, std::string &value, const char *type, const std::string &description);
+    // One value each time that it is given.
+    void repeatedOption(const std::string &names, std::vector<std::string> &values, const char *type,
+                        const std::string &description);
+    void flag(const std::string &names, bool &value, const std::string &description);
     void operand(const std::string &name, const std::string &description, std::string &value);
     void operands(const std::string &name, const std::string &description, std::vector<std::string> &values);
 
-    CLI::App &app;
+    // The command says itself what is wrong with the configuration.
+    void examinesConfig();
 
 private:
+    CLI::App &app;
+    Globals &globals;
     std::shared_ptr<std::vector<Operand>> words;
 };
-
-// One document on stdout; bytes that are no UTF-8 appear as U+FFFD.
-void printJson(const Json &document);
-
-// Names of files and members: one that is no UTF-8 also comes as hexadecimal digits, in "<key>_hex".
-void putName(Json &json, const std::string &key, const std::string &name);
-void putNames(Json &json, const std::string &key, const std::vector<std::string> &names);
 
 // The groups, a folder or a file each.
 void addBootGroup(CLI::App &app, Globals &globals);

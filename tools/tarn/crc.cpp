@@ -4,6 +4,7 @@
 #include <tarn_boot/verification.h>
 
 #include "command.h"
+#include "json.h"
 #include "library_log.h"
 #include "package/reader.h"
 #include "text.h"
@@ -39,7 +40,7 @@ Content contentOf(const std::string &path)
     failure.result = &kRefused;
     failure.reason = takeLibraryReason();
     failure.next = "erased or unwritten data must not pass as valid: check where the file comes from";
-    failure.report = report;
+    setReport(failure, report);
     throw failure;
 }
 

@@ -2,14 +2,15 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <utility>
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 
 namespace tarn::tool {
 
-using Json = nlohmann::ordered_json;
+using Json = nlohmann::ordered_json; // see json.h
 
 // Usage is about the form of the command line: unknown words, missing or empty values, names and numbers that no
 // package can have. A file that the command line names and that is missing, or not what it should be, is Failed.
@@ -34,7 +35,7 @@ struct Failure {
     const LibraryResult *result = nullptr; // what the library answered, if it was asked
     std::string reason;                    // the library's own first error line
     std::string next;                      // what to do about it
-    Json report = Json::object();          // what could be found out all the same
+    std::shared_ptr<const Json> report;    // what could be found out all the same; may be null
 };
 
 [[noreturn]] inline void failWith(std::string what, std::string next = "", ExitStatus status = ExitStatus::Failed)

@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "command.h"
+#include "json.h"
 #include "packaging/signer.h"
 #include "terminal.h"
 #include "text.h"
@@ -58,8 +59,7 @@ void addKeysGroup(CLI::App &app, Globals &globals)
     const auto options = std::make_shared<Options>();
     Command command(group, globals, kText, [options, &globals] { return run(*options, globals); });
     command.operand("DIR", "Where to; made when missing, nothing in it is overwritten", options->directory);
-    command.app.add_option("--bits", options->bits, "Size of the RSA keys, 2048 to 16384; 3072 by default")
-        ->type_name("N");
+    command.option("--bits", options->bits, "N", "Size of the RSA keys, 2048 to 16384; 3072 by default");
 }
 
 } // namespace tarn::tool

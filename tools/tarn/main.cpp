@@ -6,9 +6,11 @@
 #include <new>
 #include <unistd.h>
 
+#include <CLI/CLI.hpp>
 #include <tarn_boot/common.h>
 
 #include "command.h"
+#include "json.h"
 #include "library_log.h"
 #include "packaging/error.h"
 #include "platform_config.h"
@@ -45,7 +47,7 @@ int reportFailure(const Failure &failure, bool json)
         error["next"] = failure.next;
     }
     if (json) {
-        Json report = failure.report;
+        Json report = failure.report ? *failure.report : Json::object();
         report["error"] = error;
         printJson(report);
     }

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <numeric>
 
+#include <CLI/CLI.hpp>
+
 #include "text.h"
 
 namespace tarn::tool {

@@ -2,10 +2,14 @@
 #pragma once
 
 #include <string>
-
-#include <CLI/CLI.hpp>
+#include <vector>
 
 #include "exit_status.h"
+
+namespace CLI {
+class App;
+class ParseError;
+} // namespace CLI
 
 namespace tarn::tool {
 

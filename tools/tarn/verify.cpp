@@ -13,6 +13,7 @@
 #include <tarn_boot/verification.h>
 
 #include "command.h"
+#include "json.h"
 #include "library_log.h"
 #include "list/installed.h"
 #include "packaging/names.h"
@@ -293,11 +294,6 @@ ExitStatus run(Options options, const Globals &globals)
     return bad > 0 ? ExitStatus::No : unchecked > 0 ? ExitStatus::Failed : ExitStatus::Done;
 }
 
-void addPaths(Command &command, const char *name, std::vector<std::string> &paths, const char *description)
-{
-    command.app.add_option(name, paths, description)->type_name("FILE")->expected(1)->take_all();
-}
-
 } // namespace
 
 void addVerifyCommand(CLI::App &app, Globals &globals)
@@ -311,10 +307,11 @@ void addVerifyCommand(CLI::App &app, Globals &globals)
         "bad."};
     const auto options = std::make_shared<Options>();
     Command command(app, globals, kText, [options, &globals] { return run(*options, globals); });
-    addPaths(command, "--package", options->packages, "A package; may be repeated");
-    addPaths(command, "--signed-list", options->signedLists,
-             "A list signature_pss_filelist, its signature beside it; may be repeated");
-    addPaths(command, "--list", options->lists, "A file list, whose files are looked up below ROOT; may be repeated");
+    command.repeatedOption("--package", options->packages, "FILE", "A package; may be repeated");
+    command.repeatedOption("--signed-list", options->signedLists, "FILE",
+                           "A list signature_pss_filelist, its signature beside it; may be repeated");
+    command.repeatedOption("--list", options->lists, "FILE",
+                           "A file list, whose files are looked up below ROOT; may be repeated");
     command.operand("ROOT", "The root of the device's files; \"/\" for this machine", options->root);
 }
 

@@ -6,6 +6,7 @@
 #include <tarn_boot/database.h>
 
 #include "command.h"
+#include "json.h"
 #include "library_log.h"
 #include "packaging/deferred_signals.h"
 #include "packaging/names.h"

@@ -7,6 +7,7 @@
 #include <tarn_boot/database.h>
 
 #include "command.h"
+#include "json.h"
 #include "library_log.h"
 #include "packaging/error.h"
 #include "text.h"

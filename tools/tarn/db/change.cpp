@@ -7,6 +7,7 @@
 #include <tarn_boot/common.h>
 
 #include "db/backup.h"
+#include "json.h"
 #include "library_log.h"
 #include "packaging/error.h"
 #include "text.h"
@@ -110,7 +111,7 @@ void report(const DatabaseFile &database, const DbChangeOptions &options, const 
 
 void addChangeOptions(Command &command, DbChangeOptions &options)
 {
-    command.app.add_flag("--dry-run", options.isDryRun, "Show what would change, and write nothing");
+    command.flag("--dry-run", options.isDryRun, "Show what would change, and write nothing");
     command.option("--wait", options.wait, "SECONDS",
                    "How long to wait for another tarn that changes the database; 10 by default");
     command.operand("DB", "The database", options.database);

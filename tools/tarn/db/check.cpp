@@ -4,6 +4,7 @@
 #include "db/backup.h"
 #include "db/commands.h"
 #include "db/contents.h"
+#include "json.h"
 #include "terminal.h"
 #include "text.h"
 

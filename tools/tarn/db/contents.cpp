@@ -5,6 +5,7 @@
 
 #include <tarn_boot/database.h>
 
+#include "json.h"
 #include "text.h"
 
 namespace tarn::tool {

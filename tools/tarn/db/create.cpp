@@ -7,6 +7,7 @@
 #include "db/change.h"
 #include "db/commands.h"
 #include "db/file.h"
+#include "json.h"
 #include "library_log.h"
 #include "text.h"
 

@@ -1,6 +1,7 @@
 // What a change did to a database. Order is kept by all of the library's operations, so that two walks side by side
 // tell; one operation only adds, only removes or only updates.
 #include "db/change.h"
+#include "json.h"
 #include "text.h"
 
 namespace tarn::tool {

@@ -141,11 +141,11 @@ void addDbAdd(CLI::App &group, Globals &globals)
     addChangeOptions(command, options->change);
     command.operand("NAME", "The package's name", options->name);
     command.operand("VERSION", "Its version", options->version);
-    command.option("--cc", options->cc, "PATH", "The CC package it came in: directory and file name").required();
-    command.option("--install-path", options->installPath, "DIR", "Where it is installed").required();
-    command.option("--pool-path", options->poolPath, "DIR", "Its directory in the package pool").required();
+    command.requiredOption("--cc", options->cc, "PATH", "The CC package it came in: directory and file name");
+    command.requiredOption("--install-path", options->installPath, "DIR", "Where it is installed");
+    command.requiredOption("--pool-path", options->poolPath, "DIR", "Its directory in the package pool");
     command.option("--active-time", options->activeTime, "TEXT", "When it became active; empty by default");
-    command.app.add_flag("--side-by-side", options->isSideBySide, "Keep other versions as entries of their own");
+    command.flag("--side-by-side", options->isSideBySide, "Keep other versions as entries of their own");
 }
 
 // ---- Update ----

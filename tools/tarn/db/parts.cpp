@@ -114,9 +114,9 @@ void addAddition(CLI::App &group, Globals &globals, PartKind kind, const Command
                     options->package);
     command.operand("NAME", "Its name", options->name);
     command.operand("VERSION", "Its version", options->version);
-    command.option("--source", options->source, "PATH", "Where it came from").required();
-    command.option("--install-path", options->installPath, "DIR", "Where it is installed").required();
-    command.option("--pool-path", options->poolPath, "DIR", "Its directory in the package pool").required();
+    command.requiredOption("--source", options->source, "PATH", "Where it came from");
+    command.requiredOption("--install-path", options->installPath, "DIR", "Where it is installed");
+    command.requiredOption("--pool-path", options->poolPath, "DIR", "Its directory in the package pool");
 }
 
 // ---- Remove ----

@@ -115,7 +115,7 @@ void addDbRemoveCommands(CLI::App &group, Globals &globals)
     addChangeOptions(remove, options->change);
     remove.operand("NAME", "The package's name", options->name);
     remove.option("--pkg-version", options->version, "VERSION", "Only the entry of this version");
-    remove.app.add_flag("--all", options->isAll, "Every entry of that name, when there are several");
+    remove.flag("--all", options->isAll, "Every entry of that name, when there are several");
 
     Command removeCc(group, globals,
                      {"remove-cc", "DB CCPATH", "Remove every package that came in one CC package", kStatus},

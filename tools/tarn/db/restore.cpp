@@ -5,6 +5,7 @@
 #include "db/backup.h"
 #include "db/change.h"
 #include "db/commands.h"
+#include "json.h"
 #include "packaging/error.h"
 #include "terminal.h"
 #include "text.h"
@@ -218,7 +219,7 @@ void addDbBackupCommands(CLI::App &group, Globals &globals)
                      "carried out,\nor the copy is damaged; the database is as it was."},
                     [options, &globals] { return runRestore(*options, globals); });
     addChangeOptions(restore, options->change);
-    restore.app.add_flag("--force", options->isForced, "Put back a damaged copy all the same");
+    restore.flag("--force", options->isForced, "Put back a damaged copy all the same");
 }
 
 } // namespace tarn::tool

@@ -8,6 +8,7 @@
 #include "db/commands.h"
 #include "db/contents.h"
 #include "db/file.h"
+#include "json.h"
 #include "library_log.h"
 #include "terminal.h"
 #include "text.h"
@@ -168,7 +169,7 @@ ExitStatus runShow(const Options &options, const Globals &globals)
         failure.next = opened.reading.damage() != nullptr
                            ? "the database is damaged: \"tarn db check " + escaped(options.database) + "\""
                            : "\"tarn db list " + escaped(options.database) + "\" shows what is";
-        failure.report = report;
+        setReport(failure, report);
         throw failure;
     }
     if (globals.json) {

@@ -7,6 +7,7 @@
 
 #include "desc/commands.h"
 #include "desc/report.h"
+#include "json.h"
 #include "terminal.h"
 #include "text.h"
 

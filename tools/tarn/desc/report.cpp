@@ -3,6 +3,7 @@
 
 #include <tarn_boot/descriptor.h>
 
+#include "json.h"
 #include "library_log.h"
 #include "package/reader.h"
 #include "text.h"

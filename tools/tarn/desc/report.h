@@ -3,8 +3,8 @@
 
 #include <string>
 
-#include "command.h"
 #include "desc/descriptor.h"
+#include "json.h"
 
 namespace tarn::tool {
 

@@ -5,6 +5,7 @@
 
 #include "desc/commands.h"
 #include "desc/report.h"
+#include "json.h"
 #include "terminal.h"
 #include "text.h"
 
@@ -28,7 +29,7 @@ ExitStatus run(const Options &options, const Globals &globals)
         failure.what = escaped(file.path) + ": not accepted as a " + descKindName(kind) + " description";
         failure.reason = report.reason;
         failure.next = "\"tarn desc check " + escaped(file.path) + "\" tells what is wrong";
-        failure.report = report.json;
+        setReport(failure, report.json);
         throw failure;
     }
     if (globals.json) {

@@ -5,6 +5,7 @@
 #include "command.h"
 #include "db/file.h"
 #include "doctor/findings.h"
+#include "json.h"
 #include "library_log.h"
 #include "platform_config.h"
 #include "terminal.h"
@@ -133,12 +134,8 @@ void addDoctor(CLI::App &app, Globals &globals)
     Command command(app, globals, kText, [options, &globals] { return run(*options, globals); });
     command.option("--root", options->root, "DIR",
                    "Look at the files of a device below DIR, its configuration included unless --config is given");
-    command.app.add_option("--database", options->databases, "A database to look at; may be repeated")
-        ->type_name("FILE")
-        ->expected(1)
-        ->take_all();
-    // One that is in a bad state is what doctor is for.
-    command.app.parse_complete_callback([&globals] { globals.examinesConfig = true; });
+    command.repeatedOption("--database", options->databases, "FILE", "A database to look at; may be repeated");
+    command.examinesConfig();
 }
 
 } // namespace tarn::tool

@@ -7,6 +7,7 @@
 
 #include <tarn_basic/path.h>
 
+#include "json.h"
 #include "list/commands.h"
 #include "list/installed.h"
 #include "package/reader.h"

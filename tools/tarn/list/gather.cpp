@@ -6,6 +6,7 @@
 #include <tarn_basic/path.h>
 #include <tarn_basic/pool.h>
 
+#include "json.h"
 #include "list/commands.h"
 #include "list/load.h"
 #include "platform_config.h"
@@ -206,7 +207,7 @@ void addListGather(CLI::App &group, Globals &globals)
         "Exit status: 0 shown; 1 not in the pool, or one of the lists is not valid; 2 wrong usage; 3 cannot be read."};
     const auto options = std::make_shared<Options>();
     Command command(group, globals, kText, [options, &globals] { return run(*options, globals); });
-    command.option("--hard-type", options->hardType, "HEX", "Hardware type of the board").required();
+    command.requiredOption("--hard-type", options->hardType, "HEX", "Hardware type of the board");
     command.operand("NAME", "The package's name", options->name);
     command.operand("VERSION", "Its version", options->version);
 }

@@ -7,6 +7,7 @@
 #include <tarn_boot/descriptor.h>
 
 #include "command.h"
+#include "json.h"
 #include "text.h"
 
 namespace tarn::tool {

@@ -8,6 +8,7 @@
 #include <functional>
 
 #include "command.h"
+#include "json.h"
 #include "text.h"
 
 namespace tarn::tool {

@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 
 #include "command.h"
+#include "json.h"
 #include "library_log.h"
 #include "package/reader.h"
 #include "packaging/error.h"
@@ -59,11 +60,13 @@ std::string faultText(const LoadedList &list, const ListFile &file)
     failure.result = &kNotLoaded;
     failure.reason = takeLibraryReason();
     failure.next = "correct it, or say with \"tarn list show --type\" what it is";
-    putName(failure.report, "list", file.path);
-    failure.report.update({{"type", list.kind.name},
-                           {"valid", false},
-                           {"fault_count", list.examination.faultCount},
-                           {"faults", notesJson(list.examination.faults)}});
+    Json report;
+    putName(report, "list", file.path);
+    report.update({{"type", list.kind.name},
+                   {"valid", false},
+                   {"fault_count", list.examination.faultCount},
+                   {"faults", notesJson(list.examination.faults)}});
+    setReport(failure, std::move(report));
     throw failure;
 }
 

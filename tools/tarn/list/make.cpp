@@ -10,6 +10,7 @@
 
 #include <tarn_boot/records.h>
 
+#include "json.h"
 #include "list/commands.h"
 #include "list/installed.h"
 #include "packaging/digest.h"

@@ -1,6 +1,7 @@
 // tarn list show: the records of a list, as the library loads them.
 #include <memory>
 
+#include "json.h"
 #include "list/commands.h"
 #include "list/load.h"
 #include "terminal.h"

@@ -1,6 +1,7 @@
 // tarn list verify: the installed files of a list, all of them whatever is found.
 #include <memory>
 
+#include "json.h"
 #include "list/commands.h"
 #include "list/installed.h"
 #include "packaging/error.h"
@@ -110,7 +111,7 @@ Failure makeFailure(const LoadedList &list, const Options &options, const Tally 
     failure.what += (unreadable == 0 ? "" : std::to_string(unreadable) + " unreadable, ") +
                     std::to_string(tally.of(InstalledVerdict::Ok)) + " as listed";
     failure.next = isAnswer ? "install these anew" : "check permissions, then try again";
-    failure.report = reportOf(list, options, tally);
+    setReport(failure, reportOf(list, options, tally));
     return failure;
 }
 

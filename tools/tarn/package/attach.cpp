@@ -7,6 +7,7 @@
 #include <tarn_basic/device.h>
 #include <tarn_boot/container.h>
 
+#include "json.h"
 #include "library_log.h"
 #include "package/commands.h"
 #include "package/loop_device.h"
@@ -88,7 +89,7 @@ uint32_t findMember(const Options &options)
     if (explainFailure(failure)) {
         failure.what += ": it could not be judged";
     }
-    failure.report = {{"package", options.package}};
+    setReport(failure, {{"package", options.package}});
     throw failure;
 }
 

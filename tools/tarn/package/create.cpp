@@ -6,6 +6,7 @@
 
 #include <tarn_boot/container.h>
 
+#include "json.h"
 #include "package/commands.h"
 #include "packaging/package.h"
 #include "terminal.h"
@@ -132,11 +133,11 @@ void addPackageCreate(CLI::App &group, Globals &globals)
         "Exit status: 0 made; 2 wrong usage; 3 could not be made, and nothing was."};
     const auto options = std::make_shared<Options>();
     Command command(group, globals, kText, [options, &globals] { return run(*options, globals); });
-    command.option("-o,--output", options->output, "PACKAGE", "The package to make").required();
+    command.requiredOption("-o,--output", options->output, "PACKAGE", "The package to make");
     command.option("--key", options->key, "FILE", "Private RSA key, PEM");
     command.option("--cert", options->certificate, "FILE", "Certificate of the key, PEM");
     command.option("--chain", options->chain, "FILE", "Intermediate certificates to embed, PEM");
-    command.app.add_flag("--no-sign", options->isUnsigned, "Make an unsigned package, byte for byte reproducible");
+    command.flag("--no-sign", options->isUnsigned, "Make an unsigned package, byte for byte reproducible");
     command.operands("FILE[=NAME]...", "Files; NAME is the member's name, by default the file's own", options->files);
 }
 

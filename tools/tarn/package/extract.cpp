@@ -5,6 +5,7 @@
 
 #include <tarn_boot/container.h>
 
+#include "json.h"
 #include "library_log.h"
 #include "package/commands.h"
 #include "package/names.h"
@@ -153,7 +154,7 @@ ExitStatus run(const Options &options, const Globals &globals)
         const uint32_t result = extractOne(options, name);
         if (result != TARN_EXTRACT_OK) {
             Failure failure = makeFailure(options, name, result);
-            failure.report = {{"package", options.package}, {"extracted", extracted}};
+            setReport(failure, {{"package", options.package}, {"extracted", extracted}});
             throw failure;
         }
         extracted.push_back(extractedJson(options, name));
@@ -188,9 +189,9 @@ void addPackageExtract(CLI::App &group, Globals &globals)
     Command command(group, globals, kText, [options, &globals] { return run(*options, globals); });
     command.operand("PACKAGE", "The package", options->package);
     command.operands("NAME...", "Subfile name: the content. File name: the content behind its header", options->names);
-    command.option("-d,--directory", options->directory, "DIR", "Where to; made when missing").required();
+    command.requiredOption("-d,--directory", options->directory, "DIR", "Where to; made when missing");
     command.option("--mode", options->mode, "MODE", "Mode of the files, octal; 0440 by default");
-    command.app.add_flag("--with-header", options->withHeader, "Whole members, header included, NOT VERIFIED");
+    command.flag("--with-header", options->withHeader, "Whole members, header included, NOT VERIFIED");
 }
 
 } // namespace tarn::tool

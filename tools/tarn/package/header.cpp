@@ -5,6 +5,7 @@
 
 #include <tarn_boot/container.h>
 
+#include "json.h"
 #include "package/commands.h"
 #include "package/reader.h"
 #include "packaging/big_endian.h"

@@ -7,6 +7,7 @@
 #include <tarn_boot/verification.h>
 
 #include "desc/report.h"
+#include "json.h"
 #include "library_log.h"
 #include "package/commands.h"
 #include "package/reader.h"

@@ -1,6 +1,7 @@
 // tarn package list: the members of a package, signed or not.
 #include <memory>
 
+#include "json.h"
 #include "package/commands.h"
 #include "package/reader.h"
 #include "terminal.h"
@@ -98,7 +99,7 @@ ExitStatus run(const Options &options, const Globals &globals)
         failure.what = escaped(package.path) + ": not a sound package";
         failure.reason = list.reason();
         failure.next = "\"tarn package header\" shows what can be read of it";
-        failure.report = {{"package", package.path}, {"size", package.size}};
+        setReport(failure, {{"package", package.path}, {"size", package.size}});
         throw failure;
     }
     const UnverifiedList names = readUnverifiedList(package, list.list());

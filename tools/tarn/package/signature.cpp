@@ -5,6 +5,7 @@
 
 #include <tarn_boot/container.h>
 
+#include "json.h"
 #include "library_log.h"
 #include "package/commands.h"
 #include "package/reader.h"
@@ -208,11 +209,12 @@ void judge(const Options &options, const OpenPackage &package, const Findings &f
     }
     failure.next =
         "do not use this package unless the anchors of " + escaped(platformConfigInUse()) + " are the wrong ones";
-    failure.report = reportJson(options, false, findings);
+    Json report = reportJson(options, false, findings);
     if (explainFailure(failure)) {
         failure.what = escaped(options.package) + ": the signature could not be judged";
-        failure.report["valid"] = nullptr;
+        report["valid"] = nullptr;
     }
+    setReport(failure, std::move(report));
     throw failure;
 }
 

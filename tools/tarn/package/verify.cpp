@@ -5,6 +5,7 @@
 #include <tarn_boot/container.h>
 #include <tarn_boot/verification.h>
 
+#include "json.h"
 #include "library_log.h"
 #include "package/commands.h"
 #include "package/reader.h"
@@ -159,7 +160,7 @@ Failure makeFailure(const std::string &path, uint32_t result)
     const bool isUndecided = explainFailure(failure);
     failure.what = escaped(path) + ": " + (failure.status == ExitStatus::No ? "not valid: " : "not checked: ") +
                    (isUndecided ? "the signature could not be judged" : failure.result->meaning);
-    failure.report = reportOf(path, result);
+    setReport(failure, reportOf(path, result));
     return failure;
 }
 
@@ -315,7 +316,7 @@ Failure membersFailure(const Options &options, const MemberReport &report, size_
     failure.what = escaped(options.package) + ": not valid: " + counted(report.bad, "member") + " not as signed, " +
                    std::to_string(missing) + " missing, " + std::to_string(report.good) + " good";
     failure.next = "do not use this package";
-    failure.report = std::move(document);
+    setReport(failure, std::move(document));
     return failure;
 }
 
@@ -371,7 +372,7 @@ void addPackageVerify(CLI::App &group, Globals &globals)
         return options->showMembers ? verifyMembers(*options, globals) : verifyWhole(*options, globals);
     });
     command.operand("PACKAGE", "The package", options->package);
-    command.app.add_flag("--members", options->showMembers, "Show the verdict on each member; goes on after a bad one");
+    command.flag("--members", options->showMembers, "Show the verdict on each member; goes on after a bad one");
 }
 
 } // namespace tarn::tool

@@ -4,6 +4,7 @@
 #include <tarn_basic/crypto.h>
 #include <tarn_boot/verification.h>
 
+#include "json.h"
 #include "library_log.h"
 #include "list/load.h"
 #include "package/reader.h"
@@ -96,7 +97,7 @@ ExitStatus runShow(const Options &options, const Globals &globals)
         failure.what = escaped(file.path) + ": " + kNotLoaded.meaning;
         failure.reason = loaded.reason;
         failure.next = "\"tarn signed-list check " + escaped(file.path) + "\" names every line that is wrong";
-        failure.report = report;
+        setReport(failure, report);
         throw failure;
     }
     if (globals.json) {
