@@ -42,6 +42,12 @@ if(TARN_BUILD_FUZZ)
     target_compile_options(tarn_flags INTERFACE -fsanitize=fuzzer-no-link)
 endif()
 
+# For programs that only look at others: what they look at is sanitized. Link it last.
+add_library(tarn_unsanitized INTERFACE)
+if(TARN_SANITIZE)
+    target_compile_options(tarn_unsanitized INTERFACE -fno-sanitize=all)
+endif()
+
 # For programs whose own speed does not matter: compiling them takes most of a build, optimising and describing them for
 # the debugger most of that. Line numbers stay; the debug preset keeps all.
 add_library(tarn_fast_build INTERFACE)

@@ -80,6 +80,7 @@ TEST_F(SignedListTest, EveryProblemIsNamedWithItsLine)
         {"count 257", listText("257"), "count", 3, false},
         {"count 2 of 1", listText("2"), "count", 3, true},
         {"count that ends early", listText("1x"), "number", 3, true},
+        {"count that is octal", listText("010"), "number", 3, true},
         {"type 0", listText("1", "0"), "type", 5, false},
         {"type that is none", listText("1", "x"), "number", 5, false},
         {"no name", listText("1", "1", ""), "no_name", 6, false},
@@ -117,6 +118,12 @@ TEST_F(SignedListTest, TheSignatureAndItsSigner)
     EXPECT_EQ(outcome.status, 0) << outcome.out;
     EXPECT_NE(outcome.out.find(cms.string() + ": valid, signer \"CN="), std::string::npos) << outcome.out;
     EXPECT_EQ(list("check", good, {"--cms", cms, "--json"}).json()["signature"]["valid"], true);
+    const Outcome shown = list("show", good, {"--cms", cms});
+    EXPECT_EQ(shown.status, 0) << shown.err;
+    EXPECT_NE(shown.out.find(", 2 files\n" + cms.string() + ": valid, signer \"CN="), std::string::npos) << shown.out;
+    EXPECT_EQ(list("show", good, {"--cms", cms, "--json"}).json()["signature"]["valid"], true);
+    EXPECT_EQ(list("show", good, {"--json"}).json()["signature"], nullptr);
+    EXPECT_EQ(list("show", listText(), {"--cms", cms}).status, 1);
     const Outcome changed = list("check", listText(), {"--cms", cms});
     EXPECT_EQ(changed.status, 1);
     EXPECT_NE(changed.out.find("changed after it was signed"), std::string::npos) << changed.out;
@@ -127,6 +134,7 @@ TEST_F(SignedListTest, TheSignatureAndItsSigner)
     writeFile(cms, signer.sign(good));
     writeFile(dir / "empty.conf", "[trust]\n");
     EXPECT_EQ(list("check", good, {"--cms", cms, "--config", dir / "empty.conf"}).status, 3);
+    EXPECT_EQ(list("show", good, {"--cms", cms, "--config", dir / "empty.conf"}).status, 3);
 }
 
 } // namespace tarn::test

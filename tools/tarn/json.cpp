@@ -7,6 +7,8 @@
 #include "terminal.h"
 #include "text.h"
 
+template class nlohmann::basic_json<nlohmann::ordered_map>;
+
 namespace tarn::tool {
 
 void putName(Json &json, const std::string &key, const std::string &name)

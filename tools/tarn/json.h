@@ -1,4 +1,5 @@
-// Reports as JSON documents. Only what makes one includes this: nlohmann-json is most of the compile time.
+// Reports as JSON documents. Only what makes one includes this: nlohmann-json is most of the compile time. For the same
+// reason its members are compiled once, in json.cpp.
 #pragma once
 
 #include <string>
@@ -7,6 +8,8 @@
 #include <nlohmann/json.hpp>
 
 #include "exit_status.h"
+
+extern template class nlohmann::basic_json<nlohmann::ordered_map>;
 
 namespace tarn::tool {
 

@@ -121,7 +121,7 @@ Item verifySignedList(const std::string &path)
     const fs::path directory = list.has_parent_path() ? list.parent_path() : ".";
     if (list.filename() != packaging::kListName) {
         return {item.type, path, Verdict::Unchecked,
-                std::string("is not called ") + packaging::kListName + ", as verification takes it"};
+                format("is not called %s, as verification takes it", packaging::kListName)};
     }
     const uint32_t status = SWM_VerifyDigitalSignatureFileList(directory.c_str());
     if (status == SWM_OK) {

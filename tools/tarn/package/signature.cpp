@@ -187,8 +187,9 @@ std::string reportText(const Options &options, const Findings &findings)
     }
     return table.text() + escaped(options.package) + ": signature " + inColour(Colour::Good, "valid") +
            ", digests not compared; " +
-           (findings.hasLegacyList ? std::string(kLegacyList) + " names " + counted(findings.legacyFiles.size(), "file")
-                                   : std::string("no ") + kLegacyList) +
+           (findings.hasLegacyList
+                ? format("%s names %s", kLegacyList, counted(findings.legacyFiles.size(), "file").c_str())
+                : format("no %s", kLegacyList)) +
            "\n";
 }
 

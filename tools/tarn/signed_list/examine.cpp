@@ -128,12 +128,14 @@ private:
         return &found->second;
     }
 
-    // As strtoul takes it: what is behind the digits does not count.
+    // As strtoul takes it: octal behind a "0", and what is behind the digits does not count.
     unsigned long number(const Value &value, const char *key)
     {
         char *end = nullptr;
         const unsigned long result = strtoul(value.text.c_str(), &end, 0);
-        if (*end != '\0' || value.text.empty()) {
+        const bool isOctal =
+            value.text.size() > 1 && value.text[0] == '0' && isdigit(static_cast<unsigned char>(value.text[1])) != 0;
+        if (*end != '\0' || value.text.empty() || isOctal) {
             note(value.line, "number",
                  format("%s %s reads as %lu", key, inQuotes(value.text).c_str(), result & UINT32_MAX));
         }

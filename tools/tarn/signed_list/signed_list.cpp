@@ -86,28 +86,6 @@ std::string listText(const Json &report)
            inQuotes(report["creator"].get<std::string>()) + ", " + counted(report["files"].size(), "file") + "\n";
 }
 
-ExitStatus runShow(const Options &options, const Globals &globals)
-{
-    const ListFile file(options.file);
-    const Loaded loaded(file);
-    Json report = listJson(file, loaded);
-    if (loaded.list == nullptr) {
-        Failure failure;
-        failure.status = ExitStatus::No;
-        failure.what = escaped(file.path) + ": " + kNotLoaded.meaning;
-        failure.reason = loaded.reason;
-        failure.next = "\"tarn signed-list check " + escaped(file.path) + "\" names every line that is wrong";
-        setReport(failure, report);
-        throw failure;
-    }
-    if (globals.json) {
-        printJson(report);
-    } else {
-        printOut(listText(report));
-    }
-    return ExitStatus::Done;
-}
-
 // ---- Signature ----
 
 struct Verdict {
@@ -120,9 +98,12 @@ struct Verdict {
     bool isAnswer() const { return isValid() || meaning == nullptr || meaning->fault == SignatureFault::Package; }
 };
 
-// Of the bytes that were read.
-Verdict judge(const Options &options, const ListFile &list)
+// Of the bytes that were read; none when no signature was given.
+std::optional<Verdict> judge(const Options &options, const ListFile &list)
 {
+    if (options.signature.empty()) {
+        return std::nullopt;
+    }
     checkPlatformConfig();
     const ListFile signature(options.signature);
     Verdict verdict;
@@ -143,24 +124,63 @@ std::string meaningOf(const Verdict &verdict)
     return verdict.isValid() ? "valid" : verdict.meaning != nullptr ? verdict.meaning->text : "refused by the platform";
 }
 
-Json verdictJson(const Options &options, const Verdict &verdict)
+Json verdictJson(const Options &options, const std::optional<Verdict> &verdict)
 {
     Json json;
-    putName(json, "file", options.signature);
-    json.update({{"valid", verdict.isValid()}, {"result", verdict.status}, {"meaning", meaningOf(verdict)}});
-    json["signer"] = verdict.signer ? Json(verdict.signer->subject) : Json();
+    if (verdict) {
+        putName(json, "file", options.signature);
+        json.update({{"valid", verdict->isValid()}, {"result", verdict->status}, {"meaning", meaningOf(*verdict)}});
+        json["signer"] = verdict->signer ? Json(verdict->signer->subject) : Json();
+    }
     return json;
 }
 
-std::string verdictText(const Options &options, const Verdict &verdict)
+std::string verdictText(const Options &options, const std::optional<Verdict> &verdict)
 {
+    if (!verdict) {
+        return "";
+    }
     const std::string signer =
-        verdict.signer ? ", signer " + inQuotes(verdict.signer->subject) : std::string(", signer unknown");
+        verdict->signer ? ", signer " + inQuotes(verdict->signer->subject) : std::string(", signer unknown");
     return escaped(options.signature) + ": " +
-           inColour(verdict.isValid() ? Colour::Good : Colour::Bad, verdict.isValid()    ? "valid"
-                                                                    : verdict.isAnswer() ? "not valid"
-                                                                                         : "not to be judged") +
-           (verdict.isValid() ? "" : ": " + meaningOf(verdict)) + signer + "\n";
+           inColour(verdict->isValid() ? Colour::Good : Colour::Bad, verdict->isValid()    ? "valid"
+                                                                     : verdict->isAnswer() ? "not valid"
+                                                                                           : "not to be judged") +
+           (verdict->isValid() ? "" : ": " + meaningOf(*verdict)) + signer + "\n";
+}
+
+ExitStatus statusOf(bool isGood, const std::optional<Verdict> &verdict)
+{
+    if (isGood && verdict && !verdict->isAnswer()) {
+        return ExitStatus::Failed;
+    }
+    return isGood && (!verdict || verdict->isValid()) ? ExitStatus::Done : ExitStatus::No;
+}
+
+// ---- Show ----
+
+ExitStatus runShow(const Options &options, const Globals &globals)
+{
+    const ListFile file(options.file);
+    const Loaded loaded(file);
+    const std::optional<Verdict> verdict = judge(options, file);
+    Json report = listJson(file, loaded);
+    report["signature"] = verdictJson(options, verdict);
+    if (loaded.list == nullptr) {
+        Failure failure;
+        failure.status = ExitStatus::No;
+        failure.what = escaped(file.path) + ": " + kNotLoaded.meaning;
+        failure.reason = loaded.reason;
+        failure.next = "\"tarn signed-list check " + escaped(file.path) + "\" names every line that is wrong";
+        setReport(failure, report);
+        throw failure;
+    }
+    if (globals.json) {
+        printJson(report);
+    } else {
+        printOut(listText(report) + verdictText(options, verdict));
+    }
+    return statusOf(true, verdict);
 }
 
 // ---- Check ----
@@ -188,40 +208,39 @@ ExitStatus runCheck(const Options &options, const Globals &globals)
     const ListFile file(options.file);
     const std::vector<SignedListNote> notes = examineSignedList(file.content);
     const Loaded loaded(file);
-    std::optional<Verdict> verdict;
-    if (!options.signature.empty()) {
-        verdict = judge(options, file);
-    }
-    const bool isSigned = !verdict || verdict->isValid();
+    const std::optional<Verdict> verdict = judge(options, file);
     const bool isGood = loaded.list != nullptr && notes.empty();
     if (globals.json) {
         Json report = listJson(file, loaded);
         report["problems"] = notesJson(notes);
-        report["signature"] = verdict ? verdictJson(options, *verdict) : Json();
+        report["signature"] = verdictJson(options, verdict);
         printJson(report);
     } else {
         printOut(notesText(file, notes) + escaped(file.path) + ": " +
                  (loaded.list != nullptr
                       ? inColour(Colour::Good, "loads") + ", " + counted(loaded.list->fileCount, "file")
                       : inColour(Colour::Bad, "does not load") + ": " + loaded.reason) +
-                 ", " + counted(notes.size(), "problem") + "\n" + (verdict ? verdictText(options, *verdict) : ""));
+                 ", " + counted(notes.size(), "problem") + "\n" + verdictText(options, verdict));
     }
-    if (isGood && verdict && !verdict->isAnswer()) {
-        return ExitStatus::Failed;
-    }
-    return isGood && isSigned ? ExitStatus::Done : ExitStatus::No;
+    return statusOf(isGood, verdict);
+}
+
+void addSignatureOption(Command &command, Options &options)
+{
+    command.option("--cms", options.signature, "FILE", "The detached signature over the list");
 }
 
 } // namespace
 
 void addSignedListShow(CLI::App &group, Globals &globals)
 {
-    static constexpr CommandText kText = {
-        "show", "FILE", "Show creator and files of a signed list",
-        "The signature is not looked at.\n"
-        "Exit status: 0 shown; 1 the list does not load; 2 wrong usage; 3 cannot be read."};
+    static constexpr CommandText kText = {"show", "FILE", "Show creator and files of a signed list, and who signed it",
+                                          "Exit status: 0 shown; 1 the list does not load or its signature is not "
+                                          "valid; 2 wrong usage; 3 cannot be read\n"
+                                          "or judged, also for want of trust anchors."};
     const auto options = std::make_shared<Options>();
     Command command(group, globals, kText, [options, &globals] { return runShow(*options, globals); });
+    addSignatureOption(command, *options);
     command.operand("FILE", "The list", options->file);
 }
 
@@ -233,7 +252,7 @@ void addSignedListCheck(CLI::App &group, Globals &globals)
         "trust anchors."};
     const auto options = std::make_shared<Options>();
     Command command(group, globals, kText, [options, &globals] { return runCheck(*options, globals); });
-    command.option("--cms", options->signature, "FILE", "The detached signature over the list");
+    addSignatureOption(command, *options);
     command.operand("FILE", "The list", options->file);
 }
 
