@@ -1,6 +1,8 @@
 // tarn verify: one report for a device.
 #include <gtest/gtest.h>
 
+#include <linux/capability.h>
+#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -86,6 +88,15 @@ TEST_F(DeviceVerifyTest, GoesOnBehindWhatIsBad)
     EXPECT_FALSE(fs::exists(root / "opt/a"));
 }
 
+TEST_F(DeviceVerifyTest, AListWithoutItsSignatureIsBad)
+{
+    fs::remove(version / "signature_pss_cms");
+    EXPECT_EQ(verdicts(), (Verdicts{"good", "bad", "good"}));
+    const Outcome outcome = verify();
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_NE(outcome.out.find("list or signature is missing"), std::string::npos) << outcome.out;
+}
+
 TEST_F(DeviceVerifyTest, WhatIsNamedInsteadOfThePool)
 {
     fs::remove_all(root / "pool");
@@ -125,6 +136,21 @@ TEST_F(DeviceVerifyTest, WhatCannotBeReadIsNamed)
         EXPECT_EQ(verify().status, 3);
         fs::permissions(version / "desc", fs::perms::owner_all);
     }
+}
+
+TEST_F(DeviceVerifyTest, AnInstalledFileThatCannotBeReadIsNoAnswer)
+{
+    fs::permissions(root / "opt/a", fs::perms::none);
+    const Outcome outcome =
+        runTool({"verify", root, "--config", config}, {{}, {}, [] {
+                                                           prctl(PR_CAPBSET_DROP, CAP_DAC_OVERRIDE);
+                                                           prctl(PR_CAPBSET_DROP, CAP_DAC_READ_SEARCH);
+                                                       }});
+    EXPECT_EQ(outcome.status, 3) << outcome.out << outcome.err;
+    EXPECT_NE(outcome.out.find(": 0 of 1 not as listed, 1 unreadable, the first: " + (root / "opt/a").string()),
+              std::string::npos)
+        << outcome.out;
+    EXPECT_NE(outcome.out.find(": 2 good, 0 bad, 1 unchecked\n"), std::string::npos) << outcome.out;
 }
 
 TEST_F(DeviceVerifyTest, CreatesNothing)
