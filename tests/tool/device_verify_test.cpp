@@ -1,8 +1,6 @@
 // tarn verify: one report for a device.
 #include <gtest/gtest.h>
 
-#include <linux/capability.h>
-#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -141,11 +139,7 @@ TEST_F(DeviceVerifyTest, WhatCannotBeReadIsNamed)
 TEST_F(DeviceVerifyTest, AnInstalledFileThatCannotBeReadIsNoAnswer)
 {
     fs::permissions(root / "opt/a", fs::perms::none);
-    const Outcome outcome =
-        runTool({"verify", root, "--config", config}, {{}, {}, [] {
-                                                           prctl(PR_CAPBSET_DROP, CAP_DAC_OVERRIDE);
-                                                           prctl(PR_CAPBSET_DROP, CAP_DAC_READ_SEARCH);
-                                                       }});
+    const Outcome outcome = runTool({"verify", root, "--config", config}, {{}, {}, dropReadPrivileges});
     EXPECT_EQ(outcome.status, 3) << outcome.out << outcome.err;
     EXPECT_NE(outcome.out.find(": 0 of 1 not as listed, 1 unreadable, the first: " + (root / "opt/a").string()),
               std::string::npos)

@@ -2,7 +2,9 @@
 
 #include <cstdlib>
 #include <fcntl.h>
+#include <linux/capability.h>
 #include <sstream>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -70,6 +72,12 @@ int exitStatus(pid_t child)
     int status = 0;
     waitpid(child, &status, 0);
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+void dropReadPrivileges()
+{
+    prctl(PR_CAPBSET_DROP, CAP_DAC_OVERRIDE);
+    prctl(PR_CAPBSET_DROP, CAP_DAC_READ_SEARCH);
 }
 
 pid_t startTool(const Arguments &arguments)

@@ -29,6 +29,9 @@ struct Surroundings {
     std::function<void()> prepare{}; // called in the new process, when given
 };
 
+// To prepare a tool that may read no more than the modes of files say, root's too.
+void dropReadPrivileges();
+
 // Starts the tool without waiting; its outputs go nowhere. The process id.
 pid_t startTool(const Arguments &arguments);
 // Waits for its end: exit status, or 128 and the signal's number.

@@ -135,6 +135,7 @@ void addDoctor(CLI::App &app, Globals &globals)
     command.option("--root", options->root, "DIR",
                    "Look at the files of a device below DIR, its configuration included unless --config is given");
     command.repeatedOption("--database", options->databases, "FILE", "A database to look at; may be repeated");
+    // One that is in a bad state is what doctor is for.
     command.examinesConfig();
 }
 

@@ -234,10 +234,10 @@ void addSignatureOption(Command &command, Options &options)
 
 void addSignedListShow(CLI::App &group, Globals &globals)
 {
-    static constexpr CommandText kText = {"show", "FILE", "Show creator and files of a signed list, and who signed it",
-                                          "Exit status: 0 shown; 1 the list does not load or its signature is not "
-                                          "valid; 2 wrong usage; 3 cannot be read\n"
-                                          "or judged, also for want of trust anchors."};
+    static constexpr CommandText kText = {
+        "show", "FILE", "Show creator and files of a signed list, and who signed it",
+        "Exit status: 0 shown; 1 the list does not load or its signature is not valid; 2 wrong usage;\n"
+        "3 cannot be read or judged, also for want of trust anchors."};
     const auto options = std::make_shared<Options>();
     Command command(group, globals, kText, [options, &globals] { return runShow(*options, globals); });
     addSignatureOption(command, *options);
